@@ -1,0 +1,26 @@
+#pragma once
+
+#include <memory>
+
+namespace bdx {
+
+// Every read of the time and every delay in the library goes through the installed clock, so that
+// tests can install a virtual clock and run days of retries, deferred writes and daily checks
+// without sleeping.
+class Clock {
+public:
+    virtual ~Clock() = default;
+
+    // Wall-clock time in seconds since 1970 (what a date reads).
+    virtual double now() const = 0;
+    // Seconds on a clock that never goes backwards; deadlines of delays and timers are on it.
+    virtual double monotonicNow() const = 0;
+    virtual bool isVirtual() const { return false; }
+
+    // The clock in force; the real clock unless a test installed another.
+    static std::shared_ptr<Clock> current();
+    // Installs a clock for the whole process; nullptr puts the real clock back.
+    static void install(std::shared_ptr<Clock> clock);
+};
+
+}  // namespace bdx
