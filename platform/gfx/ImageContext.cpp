@@ -415,7 +415,9 @@ void ImageContext::saveGState() {
         return;
     }
     cairo_save(impl_->cr);
-    impl_->states.push_back(impl_->state());
+    GState copy = impl_->state();
+    copy.opensLayer = false;
+    impl_->states.push_back(copy);
 }
 
 void ImageContext::restoreGState() {
@@ -861,6 +863,11 @@ void ImageContext::drawImageAtPoint(const Image& image, Point p) {
 Image ImageContext::imageFromCurrentContext() const {
     if (!isValid()) {
         return {};
+    }
+    if (cairo_status(impl_->cr) != CAIRO_STATUS_SUCCESS) {
+        // Cairo stops drawing for good after an error; say so rather than hand out a silent blank.
+        platformLog("gfx",
+                    std::string("drawing stopped early: ") + cairo_status_to_string(cairo_status(impl_->cr)));
     }
     cairo_surface_flush(impl_->surface);
     const int w = impl_->pixelWidth, h = impl_->pixelHeight;

@@ -224,6 +224,34 @@ TEST(ImageContextAlpha, TransparencyLayerCompositesTheGroupOnce) {
     EXPECT_EQ(grouped.pixelAt(2, 0), 0x80000080u);
 }
 
+TEST(ImageContextAlpha, StateSavedInsideALayerRestoresInsideIt) {
+    ImageContext ctx({4, 1}, false, 1);
+    ctx.setShouldAntialias(false);
+    ctx.setAlpha(0.5);
+    ctx.beginTransparencyLayer();
+    ctx.saveGState();
+    ctx.setFillColor(Color::red());
+    ctx.restoreGState();
+    EXPECT_EQ(ctx.fillColor(), Color::black());
+    // A path's own stroke saves and restores around itself.
+    Path line;
+    line.moveTo({0, 0.5});
+    line.lineTo({2, 0.5});
+    ctx.stroke(line);
+    ctx.saveGState();
+    ctx.translateCTM(2, 0);
+    ctx.fillRect({0, 0, 1, 1});
+    // Ending the layer drops what was saved inside it and left open.
+    ctx.endTransparencyLayer();
+    EXPECT_TRUE(ctx.getCTM().isIdentity());
+    ctx.setAlpha(1);
+    ctx.fillRect({3, 0, 1, 1});
+    EXPECT_EQ(ctx.pixelAt(0, 0), 0x80000000u);
+    EXPECT_EQ(ctx.pixelAt(1, 0), 0x80000000u);
+    EXPECT_EQ(ctx.pixelAt(2, 0), 0x80000000u);
+    EXPECT_EQ(ctx.pixelAt(3, 0), kBlack);
+}
+
 TEST(ImageContextAntialias, OffGivesOnlyExactColours) {
     Path path;
     path.moveTo({3.3, 4.1});
