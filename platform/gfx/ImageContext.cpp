@@ -208,6 +208,10 @@ struct GState {
     BlendMode blend = BlendMode::Normal;
     bool antialias = true;
     InterpolationQuality interpolation = InterpolationQuality::Default;
+    // This state opened a transparency layer: only endTransparencyLayer may pop it.
+    bool opensLayer = false;
+    double layerAlpha = 1.0;
+    BlendMode layerBlend = BlendMode::Normal;
 };
 
 }  // namespace
@@ -411,18 +415,56 @@ void ImageContext::saveGState() {
         return;
     }
     cairo_save(impl_->cr);
-    impl_->states.push_back(impl_->state());
+    GState copy = impl_->state();
+    copy.opensLayer = false;
+    impl_->states.push_back(copy);
 }
 
 void ImageContext::restoreGState() {
     if (!isValid()) {
         return;
     }
-    if (impl_->states.size() <= 1) {
+    if (impl_->states.size() <= 1 || impl_->state().opensLayer) {
         platformLog("gfx", "restoreGState without a matching saveGState ignored");
         return;
     }
     // Cairo keeps the current path across restore; so does the platform.
+    cairo_restore(impl_->cr);
+    impl_->states.pop_back();
+}
+
+void ImageContext::beginTransparencyLayer() {
+    if (!isValid()) {
+        return;
+    }
+    GState inner = impl_->state();
+    inner.opensLayer = true;
+    inner.layerAlpha = inner.alpha;
+    inner.layerBlend = inner.blend;
+    inner.alpha = 1.0;
+    inner.blend = BlendMode::Normal;
+    cairo_save(impl_->cr);
+    impl_->states.push_back(inner);
+    cairo_push_group(impl_->cr);
+}
+
+void ImageContext::endTransparencyLayer() {
+    if (!isValid()) {
+        return;
+    }
+    // States saved inside the layer and never restored go with it.
+    while (impl_->states.size() > 1 && !impl_->state().opensLayer) {
+        cairo_restore(impl_->cr);
+        impl_->states.pop_back();
+    }
+    if (impl_->states.size() <= 1) {
+        platformLog("gfx", "endTransparencyLayer without a matching beginTransparencyLayer ignored");
+        return;
+    }
+    const GState layer = impl_->state();
+    cairo_pop_group_to_source(impl_->cr);
+    cairo_set_operator(impl_->cr, cairoOperator(layer.layerBlend));
+    cairo_paint_with_alpha(impl_->cr, layer.layerAlpha);
     cairo_restore(impl_->cr);
     impl_->states.pop_back();
 }
@@ -821,6 +863,11 @@ void ImageContext::drawImageAtPoint(const Image& image, Point p) {
 Image ImageContext::imageFromCurrentContext() const {
     if (!isValid()) {
         return {};
+    }
+    if (cairo_status(impl_->cr) != CAIRO_STATUS_SUCCESS) {
+        // Cairo stops drawing for good after an error; say so rather than hand out a silent blank.
+        platformLog("gfx",
+                    std::string("drawing stopped early: ") + cairo_status_to_string(cairo_status(impl_->cr)));
     }
     cairo_surface_flush(impl_->surface);
     const int w = impl_->pixelWidth, h = impl_->pixelHeight;

@@ -103,6 +103,13 @@ class ImageContext {
     bool shouldAntialias() const;
     void setInterpolationQuality(InterpolationQuality q);
 
+    // Drawing between begin and end goes to a fresh transparent layer, which end composites as one
+    // picture under the alpha and blend mode in force at begin (so overlapping parts of a
+    // half-transparent group do not show through each other). Inside the layer, alpha starts at 1
+    // and the blend mode at normal. Layers nest; the graphics state is restored at end.
+    void beginTransparencyLayer();
+    void endTransparencyLayer();
+
     // Rectangles and ellipses, in the current fill / stroke colour and line style.
     void fillRect(const Rect& r);
     void fillRects(const std::vector<Rect>& rects);
