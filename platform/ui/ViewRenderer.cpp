@@ -1,6 +1,5 @@
 #include "platform/ui/ViewRenderer.h"
 
-#include <cmath>
 #include <memory>
 #include <vector>
 
@@ -20,16 +19,19 @@ void ViewRenderer::render(gfx::ImageContext& context, View& view, LayerTree tree
     if (!isDrawn(view)) {
         return;
     }
-    if (view.alpha() < 1 && !view.subviews().empty()) {
-        renderGroup(context, view, tree);
-        return;
-    }
     context.saveGState();
     if (view.alpha() < 1) {
-        // A view alone: its own drawing takes the alpha directly.
+        // The view and its subtree are composed as one picture and laid down at its alpha, so that
+        // overlapping parts do not show through each other. The layer only needs to cover what the
+        // subtree can reach (with a point to spare for antialiased edges).
+        context.clipToRect(extent(view, tree, gfx::AffineTransform()).insetBy(-1, -1));
         context.setAlpha(view.alpha());
+        context.beginTransparencyLayer();
+        drawContents(context, view, tree);
+        context.endTransparencyLayer();
+    } else {
+        drawContents(context, view, tree);
     }
-    drawContents(context, view, tree);
     context.restoreGState();
 }
 
@@ -56,37 +58,6 @@ void ViewRenderer::drawContents(gfx::ImageContext& context, View& view, LayerTre
         render(context, *subview, tree);
         context.restoreGState();
     }
-}
-
-void ViewRenderer::renderGroup(gfx::ImageContext& context, View& view, LayerTree tree) {
-    // The subtree is drawn opaque-as-it-is into a bitmap covering just the pixels it can reach,
-    // aligned on the context's pixels, and laid down once at the view's alpha.
-    const gfx::AffineTransform toPoints = context.getCTM();
-    const double scale = context.scale();
-    gfx::Rect reach = extent(view, tree, toPoints)
-                          .intersection(toPoints.apply(context.clipBoundingBox()))
-                          .intersection({{0, 0}, context.size()});
-    if (reach.isEmpty()) {
-        return;
-    }
-    const gfx::Rect pixels = gfx::Rect(reach.origin.x * scale, reach.origin.y * scale,
-                                       reach.size.width * scale, reach.size.height * scale)
-                                 .integral();
-    gfx::ImageContext group({pixels.size.width, pixels.size.height}, false, 1.0);
-    if (!group.isValid()) {
-        return;
-    }
-    group.setShouldAntialias(context.shouldAntialias());
-    group.translateCTM(-pixels.origin.x, -pixels.origin.y);
-    group.scaleCTM(scale, scale);
-    group.concatCTM(toPoints);
-    drawContents(group, view, tree);
-
-    context.saveGState();
-    context.concatCTM(toPoints.inverted());
-    context.scaleCTM(1 / scale, 1 / scale);
-    context.drawImage(group.imageFromCurrentContext(), pixels, gfx::BlendMode::Normal, view.alpha());
-    context.restoreGState();
 }
 
 gfx::Rect ViewRenderer::extent(const View& view, LayerTree tree, const gfx::AffineTransform& toTarget) {

@@ -11,8 +11,8 @@ namespace bdx::ui {
 
 // Draws a view tree into an image context as the screen composes it: each view in its superview's
 // space (position, anchor point, transform), clipped to its bounds when it clips, its background
-// and own drawing, then its subviews in order. A half-transparent view with subviews is composed
-// on its own first and then laid down at its alpha, so its subtree fades as one picture.
+// and own drawing, then its subviews in order. A half-transparent view is composed on its own first
+// and then laid down at its alpha, so its subtree fades as one picture.
 class ViewRenderer {
   public:
     // Draws `view` in its own bounds coordinates: the caller has put the context in that space.
@@ -25,7 +25,6 @@ class ViewRenderer {
 
   private:
     static void drawContents(gfx::ImageContext& context, View& view, LayerTree tree);
-    static void renderGroup(gfx::ImageContext& context, View& view, LayerTree tree);
 };
 
 }  // namespace bdx::ui
