@@ -22,7 +22,7 @@ std::shared_ptr<Application>& sharedApplication() {
 
 }  // namespace
 
-std::shared_ptr<Application> Application::shared() {
+std::shared_ptr<Application> Application::sharedApplication() {
     auto& application = sharedApplication();
     if (!application) {
         application = std::make_shared<Application>();

@@ -33,7 +33,7 @@ Screen::Screen() {
 }
 
 gfx::Rect Screen::bounds() const {
-    const auto orientation = Application::shared()->statusBarOrientation();
+    const auto orientation = Application::sharedApplication()->statusBarOrientation();
     if (orientation == InterfaceOrientation::LandscapeLeft ||
         orientation == InterfaceOrientation::LandscapeRight) {
         return {0, 0, size_.height, size_.width};
