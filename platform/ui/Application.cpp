@@ -15,7 +15,7 @@ namespace bdx::ui {
 
 namespace {
 
-std::shared_ptr<Application>& sharedApplication() {
+std::shared_ptr<Application>& applicationInstance() {
     static std::shared_ptr<Application> application;
     return application;
 }
@@ -23,7 +23,7 @@ std::shared_ptr<Application>& sharedApplication() {
 }  // namespace
 
 std::shared_ptr<Application> Application::sharedApplication() {
-    auto& application = sharedApplication();
+    auto& application = applicationInstance();
     if (!application) {
         application = std::make_shared<Application>();
     }
