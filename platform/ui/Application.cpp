@@ -31,7 +31,7 @@ std::shared_ptr<Application> Application::sharedApplication() {
 }
 
 void Application::reset() {
-    sharedApplication().reset();
+    applicationInstance().reset();
 }
 
 Application::Application() : Responder("UIApplication", "UIApplication") {}
