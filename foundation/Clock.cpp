@@ -8,7 +8,7 @@ namespace bdx {
 namespace {
 
 class RealClock final : public Clock {
-public:
+  public:
     double now() const override {
         using namespace std::chrono;
         return duration<double>(system_clock::now().time_since_epoch()).count();

@@ -8,7 +8,7 @@ namespace bdx {
 // tests can install a virtual clock and run days of retries, deferred writes and daily checks
 // without sleeping.
 class Clock {
-public:
+  public:
     virtual ~Clock() = default;
 
     // Wall-clock time in seconds since 1970 (what a date reads).
