@@ -43,6 +43,9 @@ TEST(StringWithFormatIntegers, SignedUnsignedAndLengthModifiersKeepCsMeaning) {
     EXPECT_EQ(stringWithFormat("%*d", 4, 7), "   7");
     EXPECT_EQ(stringWithFormat("%c%c", 'O', 'K'), "OK");
     EXPECT_EQ(stringWithFormat("%d", true), "1");
+    const int local = 0;
+    EXPECT_EQ(stringWithFormat("%p", &local), stringWithFormat("%@", static_cast<const void*>(&local)));
+    EXPECT_EQ(stringWithFormat("%p", nullptr), "0x0");
 }
 
 TEST(StringWithFormatIntegers, TwoDigitHexOfEachByteSpellsADigest) {
