@@ -41,6 +41,27 @@ TEST(ImageContextSetup, SizeScaleAndInitialContent) {
     EXPECT_EQ(ImageContext({390, 844}, false, 3).pixelHeight(), 2532);
 }
 
+TEST(ImageContextSetup, TakingTheImageEndsTheContext) {
+    ImageContext ctx({2, 2}, true, 2);
+    ctx.setFillColor(Color::red());
+    ctx.fillRect({0, 0, 1, 1});
+    const Image snapshot = ctx.imageFromCurrentContext();
+    ctx.fillRect({1, 1, 1, 1});
+    const Image taken = ctx.takeImage();
+    EXPECT_FALSE(ctx.isValid());
+    EXPECT_TRUE(ctx.takeImage().isNull());
+    ASSERT_EQ(taken.width(), 4);
+    EXPECT_EQ(taken.scale(), 2);
+    EXPECT_EQ(taken.pixelAt(0, 0), kRed);
+    EXPECT_EQ(taken.pixelAt(3, 3), kRed);
+    // Opaque: the unused alpha byte reads as full.
+    EXPECT_EQ(taken.pixelAt(3, 0), kBlack);
+    // The earlier snapshot did not see later drawing.
+    EXPECT_EQ(snapshot.pixelAt(3, 3), kBlack);
+    ctx.fillRect({0, 0, 2, 2});
+    EXPECT_EQ(taken.pixelAt(3, 0), kBlack);
+}
+
 TEST(ImageContextSetup, ScaleZeroTakesTheMainScreenScale) {
     setMainScreenScale(3);
     ImageContext ctx({4, 4}, false, 0);
@@ -222,6 +243,23 @@ TEST(ImageContextAlpha, TransparencyLayerCompositesTheGroupOnce) {
     EXPECT_EQ(grouped.pixelAt(0, 0), 0x80000080u);
     EXPECT_EQ(grouped.pixelAt(1, 0), 0x80000080u);
     EXPECT_EQ(grouped.pixelAt(2, 0), 0x80000080u);
+}
+
+TEST(ImageContextAlpha, BoundedLayerDropsWhatFallsOutside) {
+    ImageContext ctx({4, 1}, false, 1);
+    ctx.setFillColor(Color::green());
+    ctx.setAlpha(0.5);
+    ctx.beginTransparencyLayerWithRect({1, 0, 2, 1});
+    ctx.fillRect({0, 0, 4, 1});
+    ctx.endTransparencyLayer();
+    EXPECT_EQ(ctx.pixelAt(0, 0), 0u);
+    EXPECT_EQ(ctx.pixelAt(1, 0), 0x80008000u);
+    EXPECT_EQ(ctx.pixelAt(2, 0), 0x80008000u);
+    EXPECT_EQ(ctx.pixelAt(3, 0), 0u);
+    // The clip goes with the layer; the alpha set before it stays.
+    ctx.fillRect({0, 0, 1, 1});
+    EXPECT_EQ(ctx.pixelAt(0, 0), 0x80008000u);
+    EXPECT_TRUE(ctx.clipBoundingBox() == (Rect{0, 0, 4, 1}));
 }
 
 TEST(ImageContextAlpha, StateSavedInsideALayerRestoresInsideIt) {
