@@ -507,7 +507,7 @@ void ImageContext::endTransparencyLayer() {
 }
 
 void ImageContext::translateCTM(double tx, double ty) {
-    if (isValid()) {
+    if (isValid() && std::isfinite(tx) && std::isfinite(ty)) {
         cairo_translate(impl_->cr, tx, ty);
     }
 }
@@ -598,10 +598,20 @@ void ImageContext::setLineDash(double phase, const std::vector<double>& lengths)
     if (!isValid()) {
         return;
     }
-    cairo_set_dash(impl_->cr, lengths.data(), static_cast<int>(lengths.size()), phase);
-    if (cairo_status(impl_->cr) != CAIRO_STATUS_SUCCESS) {
-        platformLog("gfx", "line dash refused");
+    // Cairo would stop drawing for good on such a dash; refuse it here instead.
+    bool anyLength = false;
+    for (double l : lengths) {
+        if (!(l >= 0) || !std::isfinite(l)) {
+            platformLog("gfx", "line dash with a negative or non-finite length refused");
+            return;
+        }
+        anyLength = anyLength || l > 0;
     }
+    if ((!lengths.empty() && !anyLength) || !std::isfinite(phase)) {
+        platformLog("gfx", "line dash without any length refused");
+        return;
+    }
+    cairo_set_dash(impl_->cr, lengths.data(), static_cast<int>(lengths.size()), phase);
 }
 
 void ImageContext::setAlpha(double alpha) {

@@ -93,9 +93,10 @@ class ImageContext {
     void setLineCap(LineCap cap);
     void setLineJoin(LineJoin join);
     void setMiterLimit(double limit);
-    // Dash lengths in user points; empty for a solid line.
+    // Dash lengths in user points; empty for a solid line. Negative lengths, or only zeros, are
+    // refused (logged) and leave the dash as it was.
     void setLineDash(double phase, const std::vector<double>& lengths);
-    // Global alpha multiplied into everything drawn afterwards.
+    // The global alpha (replacing the previous one) that everything drawn afterwards is faded by.
     void setAlpha(double alpha);
     void setBlendMode(BlendMode mode);
     BlendMode blendMode() const;

@@ -395,6 +395,28 @@ TEST(ImageContextStroke, PathCarriesItsOwnLineStyle) {
     EXPECT_EQ(countOf(ctx.imageFromCurrentContext(), kBlack), 16 * 4 + 16);
 }
 
+TEST(ImageContextStroke, DashesAndBadInputThatMustNotStopDrawing) {
+    ImageContext ctx({12, 1}, false, 1);
+    ctx.setShouldAntialias(false);
+    ctx.setLineDash(0, {2, 2});
+    ctx.strokeLineSegments({{0, 0.5}, {12, 0.5}});
+    const std::uint32_t expected[] = {kBlack, kBlack, 0, 0, kBlack, kBlack, 0, 0, kBlack, kBlack, 0, 0};
+    for (int x = 0; x < 12; ++x) {
+        EXPECT_EQ(ctx.pixelAt(x, 0), expected[x]) << x;
+    }
+    // Refused without harm: a dash of zeros, a negative length, a singular transform, a zero
+    // scale, a non-finite translation. Drawing still works afterwards, solid and unmoved.
+    ctx.setLineDash(0, {0, 0});
+    ctx.setLineDash(0, {-1, 2});
+    ctx.concatCTM({0, 0, 0, 0, 1, 1});
+    ctx.scaleCTM(0, 1);
+    ctx.translateCTM(std::nan(""), 0);
+    ctx.clearRect({0, 0, 12, 1});
+    ctx.setLineDash(0, {});
+    ctx.strokeLineSegments({{0, 0.5}, {12, 0.5}});
+    EXPECT_EQ(countOf(ctx.imageFromCurrentContext(), kBlack), 12);
+}
+
 TEST(ImageContextFill, NonZeroAndEvenOddRules) {
     Path nested;
     nested.addRect({0, 0, 10, 10});
