@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <any>
 
+#include "foundation/SingletonReset.h"
 #include "platform/PlatformLog.h"
 #include "platform/ui/Event.h"
 #include "platform/ui/Notifications.h"
@@ -26,6 +27,7 @@ std::shared_ptr<Application> Application::sharedApplication() {
     auto& application = applicationInstance();
     if (!application) {
         application = std::make_shared<Application>();
+        registerSingletonReset(&Application::reset);
     }
     return application;
 }
