@@ -64,7 +64,7 @@ class View : public Responder {
     // puts it and the bounds keep their size.
     virtual void setFrame(const gfx::Rect& frame);
     gfx::Rect bounds(LayerTree tree = LayerTree::Model) const;
-    void setBounds(const gfx::Rect& bounds);
+    virtual void setBounds(const gfx::Rect& bounds);
     gfx::Point center(LayerTree tree = LayerTree::Model) const;
     void setCenter(gfx::Point center);
     gfx::AffineTransform transform(LayerTree tree = LayerTree::Model) const;
