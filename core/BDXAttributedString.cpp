@@ -89,6 +89,9 @@ bool BDXAttributedString::addAttributes(const BDXTextAttributes& attributes, std
         if (attributes.link) {
             runs_[i].attributes.link = attributes.link;
         }
+        if (attributes.foregroundColor) {
+            runs_[i].attributes.foregroundColor = attributes.foregroundColor;
+        }
     }
     coalesce();
     return true;

@@ -5,10 +5,13 @@
 #include <string>
 #include <vector>
 
+#include "platform/gfx/Color.h"
+
 // The attributes the library puts on text: a link target and a text colour. Absent means "not set",
 // so that adding attributes to a range merges with what is there.
 struct BDXTextAttributes {
     std::optional<std::string> link;
+    std::optional<bdx::gfx::Color> foregroundColor;
 
     bool operator==(const BDXTextAttributes&) const = default;
 };
