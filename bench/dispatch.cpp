@@ -1,6 +1,11 @@
 // What a block costs on the library's queues, next to a plain mutex + condition-variable queue served by
 // one thread: blocks per second through a serial queue, and the round trip of a hop from a background
 // thread to the main queue (served by a run loop thread) and back.
+//
+// On a machine shared with other work, run each pair in a process of its own
+// (--benchmark_filter=Async, then --benchmark_filter=Hop): workers that have just drained millions of
+// blocks are scheduled behind other processes for a while, which shows as a slower hop that has
+// nothing to do with the hop itself.
 #include <benchmark/benchmark.h>
 
 #include <atomic>
