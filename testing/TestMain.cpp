@@ -4,6 +4,7 @@
 
 #include "foundation/Sandbox.h"
 #include "foundation/SingletonReset.h"
+#include "testing/DispatchTesting.h"
 #include "testing/TemporaryDirectory.h"
 
 namespace {
@@ -18,7 +19,10 @@ class FreshStateListener : public ::testing::EmptyTestEventListener {
     }
 
     void OnTestEnd(const ::testing::TestInfo&) override {
+        // Singletons go first, while queues still run, so that what their teardown hands to a queue is
+        // done; then nothing the test left pending may reach the next one, and the real clock is back.
         bdx::resetAllSingletons();
+        bdx::testing::resetDispatchState();
         root_.reset();
     }
 
