@@ -10,7 +10,8 @@
 namespace {
 
 // Every test starts from nothing: a sandbox root of its own (so that no test ever writes into the user's real
-// data folder) and no singleton left by the test before. Fixtures may set a root of their own on top.
+// data folder), no singleton left by the test before, no block or deadline of it left to fire and the real
+// clock in force. Fixtures may set a root of their own on top.
 class FreshStateListener : public ::testing::EmptyTestEventListener {
   public:
     void OnTestStart(const ::testing::TestInfo&) override {
@@ -19,8 +20,9 @@ class FreshStateListener : public ::testing::EmptyTestEventListener {
     }
 
     void OnTestEnd(const ::testing::TestInfo&) override {
-        // Singletons go first, while queues still run, so that what their teardown hands to a queue is
-        // done; then nothing the test left pending may reach the next one, and the real clock is back.
+        // Work of the test first, so that nothing still running uses a singleton as it goes; then the
+        // singletons; then whatever they queued as they went.
+        bdx::testing::resetDispatchState();
         bdx::resetAllSingletons();
         bdx::testing::resetDispatchState();
         root_.reset();
