@@ -1,25 +1,37 @@
 #include "foundation/RegularExpression.h"
 
-#define PCRE2_CODE_UNIT_WIDTH 8
-#include <pcre2.h>
+#include <unicode/uregex.h>
+#include <unicode/utext.h>
 
 #include <cstdio>
 
 namespace bdx {
 
+// The compiled pattern; matching works on a clone of it, since one expression may serve several threads.
 struct RegularExpression::Compiled {
-    pcre2_code* code = nullptr;
-    ~Compiled() { pcre2_code_free(code); }
+    URegularExpression* expression = nullptr;
+    ~Compiled() { uregex_close(expression); }
 };
 
 namespace {
 
-std::string errorText(int code) {
-    PCRE2_UCHAR buffer[256];
-    if (pcre2_get_error_message(code, buffer, sizeof buffer) < 0) {
-        return "error " + std::to_string(code);
-    }
-    return reinterpret_cast<const char*>(buffer);
+struct Closer {
+    void operator()(URegularExpression* expression) const { uregex_close(expression); }
+};
+using Handle = std::unique_ptr<URegularExpression, Closer>;
+
+struct TextCloser {
+    void operator()(UText* text) const { utext_close(text); }
+};
+// UTF-8 text read in place; indices of matches are then byte offsets into it.
+using TextHandle = std::unique_ptr<UText, TextCloser>;
+
+TextHandle openUtf8(std::string_view text, UErrorCode* status) {
+    return TextHandle(utext_openUTF8(nullptr, text.data(), static_cast<int64_t>(text.size()), status));
+}
+
+void logFailure(const std::string& pattern, UErrorCode status) {
+    std::fprintf(stderr, "RegularExpression: matching \"%s\" gave up: %s\n", pattern.c_str(), u_errorName(status));
 }
 
 }  // namespace
@@ -30,75 +42,69 @@ RegularExpression::RegularExpression(std::string pattern, std::unique_ptr<Compil
 RegularExpression::~RegularExpression() = default;
 
 std::shared_ptr<RegularExpression> RegularExpression::make(const std::string& pattern, std::string* error) {
-    int errorCode = 0;
-    PCRE2_SIZE errorOffset = 0;
-    // Host texts are not guaranteed to be valid UTF-8: invalid sequences simply never match instead of
-    // failing the whole search.
-    pcre2_code* code = pcre2_compile(reinterpret_cast<PCRE2_SPTR>(pattern.data()), pattern.size(),
-                                     PCRE2_UTF | PCRE2_MATCH_INVALID_UTF, &errorCode, &errorOffset, nullptr);
-    if (!code) {
+    UErrorCode status = U_ZERO_ERROR;
+    UParseError where{};
+    TextHandle patternText = openUtf8(pattern, &status);
+    URegularExpression* expression = uregex_openUText(patternText.get(), 0, &where, &status);
+    if (U_FAILURE(status) || !expression) {
+        uregex_close(expression);
         if (error) {
-            *error = errorText(errorCode) + " at offset " + std::to_string(errorOffset);
+            *error = std::string(u_errorName(status)) + " at offset " + std::to_string(where.offset);
         }
         return nullptr;
     }
     auto compiled = std::make_unique<Compiled>();
-    compiled->code = code;
+    compiled->expression = expression;
     return std::shared_ptr<RegularExpression>(new RegularExpression(pattern, std::move(compiled)));
 }
 
-std::optional<RegularExpression::Match> RegularExpression::firstMatch(std::string_view text,
-                                                                      std::size_t start) const {
+std::optional<RegularExpression::Match> RegularExpression::firstMatch(std::string_view text, std::size_t start) const {
     if (start > text.size()) {
         return std::nullopt;
     }
-    std::unique_ptr<pcre2_match_data, void (*)(pcre2_match_data*)> data(
-        pcre2_match_data_create_from_pattern(compiled_->code, nullptr), pcre2_match_data_free);
-    if (!data) {
+    UErrorCode status = U_ZERO_ERROR;
+    Handle matcher(uregex_clone(compiled_->expression, &status));
+    TextHandle input = openUtf8(text, &status);
+    uregex_setUText(matcher.get(), input.get(), &status);
+    const UBool found = uregex_find64(matcher.get(), static_cast<int64_t>(start), &status);
+    if (U_FAILURE(status)) {
+        logFailure(pattern_, status);
         return std::nullopt;
     }
-    const int result = pcre2_match(compiled_->code, reinterpret_cast<PCRE2_SPTR>(text.data()), text.size(),
-                                   start, 0, data.get(), nullptr);
-    if (result == PCRE2_ERROR_NOMATCH) {
+    if (!found) {
         return std::nullopt;
     }
-    if (result < 0) {
-        std::fprintf(stderr, "RegularExpression: matching \"%s\" gave up: %s\n", pattern_.c_str(),
-                     errorText(result).c_str());
-        return std::nullopt;
-    }
-    const std::uint32_t groups = pcre2_get_ovector_count(data.get());
-    const PCRE2_SIZE* offsets = pcre2_get_ovector_pointer(data.get());
-    std::uint32_t captures = 0;
-    pcre2_pattern_info(compiled_->code, PCRE2_INFO_CAPTURECOUNT, &captures);
-
+    const int32_t groups = uregex_groupCount(matcher.get(), &status);
     Match match;
-    for (std::uint32_t i = 0; i <= captures && i < groups; ++i) {
-        const PCRE2_SIZE begin = offsets[2 * i];
-        const PCRE2_SIZE end = offsets[2 * i + 1];
-        if (begin == PCRE2_UNSET || end < begin) {
+    for (int32_t group = 0; group <= groups && U_SUCCESS(status); ++group) {
+        // Indices are bytes of the UTF-8 text.
+        const int64_t begin = uregex_start64(matcher.get(), group, &status);
+        const int64_t end = uregex_end64(matcher.get(), group, &status);
+        if (begin < 0 || end < begin) {
             match.ranges.emplace_back(std::nullopt);
         } else {
-            match.ranges.emplace_back(std::pair<std::size_t, std::size_t>(begin, end - begin));
+            match.ranges.emplace_back(
+                std::pair<std::size_t, std::size_t>(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin)));
         }
+    }
+    if (U_FAILURE(status)) {
+        logFailure(pattern_, status);
+        return std::nullopt;
     }
     return match;
 }
 
 bool RegularExpression::matchesEntirely(std::string_view text) const {
-    // Anchoring at match time keeps the pattern as written, so alternations are anchored as a whole.
-    std::unique_ptr<pcre2_match_data, void (*)(pcre2_match_data*)> data(
-        pcre2_match_data_create_from_pattern(compiled_->code, nullptr), pcre2_match_data_free);
-    if (!data) {
+    UErrorCode status = U_ZERO_ERROR;
+    Handle matcher(uregex_clone(compiled_->expression, &status));
+    TextHandle input = openUtf8(text, &status);
+    uregex_setUText(matcher.get(), input.get(), &status);
+    const UBool matches = uregex_matches64(matcher.get(), 0, &status);
+    if (U_FAILURE(status)) {
+        logFailure(pattern_, status);
         return false;
     }
-    const int result = pcre2_match(compiled_->code, reinterpret_cast<PCRE2_SPTR>(text.data()), text.size(), 0,
-                                   PCRE2_ANCHORED | PCRE2_ENDANCHORED, data.get(), nullptr);
-    if (result < 0 && result != PCRE2_ERROR_NOMATCH) {
-        std::fprintf(stderr, "RegularExpression: matching \"%s\" gave up: %s\n", pattern_.c_str(),
-                     errorText(result).c_str());
-    }
-    return result >= 0;
+    return matches;
 }
 
 }  // namespace bdx
