@@ -80,6 +80,20 @@ std::string NSStringFromDouble(double value) {
     return bdx_ofType(text, "double");
 }
 
+std::string NSStringFromUIColor(const bdx::gfx::Color& color) {
+    char text[160];
+    std::snprintf(text, sizeof text, "R:%f G:%f B:%f A:%f", color.r, color.g, color.b, color.a);
+    return bdx_ofType(text, "UIColor");
+}
+
+std::string NSStringFromUIImage(const bdx::gfx::Image& image) {
+    return bdx_ofType(image.isNull() ? "nil" : "image", "UIImage");
+}
+
+std::string NSStringFromNSError(const bdx::Error* error) {
+    return bdx_ofType(error ? error->localizedDescription() : "nil", "NSError");
+}
+
 std::string NSStringFromNSURL(const std::optional<std::string>& url) {
     return bdx_ofType(url ? urlPath(*url) : "(null)", "NSURL");
 }

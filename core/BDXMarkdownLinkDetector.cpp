@@ -1,6 +1,8 @@
 #include "core/BDXMarkdownLinkDetector.h"
 
-#include <cstdio>
+#include "Logging/BDXSDKDebugInfoLogger.h"
+#include "core/BDXColors.h"
+#include "core/BDXDefaults.h"
 
 namespace {
 const char* const kMarkdownLinkPattern = R"(\[([^\]]+)\]\(([^\]]+)\))";
@@ -33,8 +35,7 @@ std::optional<BDXTextMatch> BDXMarkdownLinkDetector::findMatchInText(const std::
     std::string error;
     const auto expression = bdx::RegularExpression::make(withPattern, &error);
     if (!expression) {
-        std::fprintf(stderr, "[Brindlex] Could not compile the pattern %s: %s\n", withPattern.c_str(),
-                     error.c_str());
+        BDXSDKLogError("Could not compile the pattern %@: %@", withPattern, error);
         return std::nullopt;
     }
     return expression->firstMatch(text);
@@ -60,5 +61,8 @@ void BDXMarkdownLinkDetector::stripLinkFromAttributedString(BDXAttributedString&
     }
     BDXTextAttributes linkAttributes;
     linkAttributes.link = url;
+    if (auto colors = BDXDefaults::getInstance()->colors()) {
+        linkAttributes.foregroundColor = colors->disclaimerLinkColor();
+    }
     attributedString.addAttributes(linkAttributes, matchLocation, title.size());
 }

@@ -3,7 +3,7 @@
 #include <unicode/uregex.h>
 #include <unicode/utext.h>
 
-#include <cstdio>
+#include "foundation/Console.h"
 
 namespace bdx {
 
@@ -31,7 +31,7 @@ TextHandle openUtf8(std::string_view text, UErrorCode* status) {
 }
 
 void logFailure(const std::string& pattern, UErrorCode status) {
-    std::fprintf(stderr, "RegularExpression: matching \"%s\" gave up: %s\n", pattern.c_str(), u_errorName(status));
+    Console::logFault("RegularExpression: matching \"" + pattern + "\" gave up: " + u_errorName(status));
 }
 
 }  // namespace
@@ -58,7 +58,8 @@ std::shared_ptr<RegularExpression> RegularExpression::make(const std::string& pa
     return std::shared_ptr<RegularExpression>(new RegularExpression(pattern, std::move(compiled)));
 }
 
-std::optional<RegularExpression::Match> RegularExpression::firstMatch(std::string_view text, std::size_t start) const {
+std::optional<RegularExpression::Match> RegularExpression::firstMatch(std::string_view text,
+                                                                      std::size_t start) const {
     if (start > text.size()) {
         return std::nullopt;
     }
@@ -83,8 +84,8 @@ std::optional<RegularExpression::Match> RegularExpression::firstMatch(std::strin
         if (begin < 0 || end < begin) {
             match.ranges.emplace_back(std::nullopt);
         } else {
-            match.ranges.emplace_back(
-                std::pair<std::size_t, std::size_t>(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin)));
+            match.ranges.emplace_back(std::pair<std::size_t, std::size_t>(
+                static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin)));
         }
     }
     if (U_FAILURE(status)) {

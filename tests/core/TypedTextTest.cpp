@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <stdexcept>
 
@@ -35,6 +36,14 @@ TEST(BDXEnumNamers, ValuesAreNamedAndTyped) {
     EXPECT_EQ(NSStringFromDouble(2.5), "BDXType-double:2.500000");
     EXPECT_EQ(NSStringFromNSString("hello"), "BDXType-NSString:hello");
     EXPECT_EQ(NSStringFromNSString(std::nullopt), "BDXType-NSString:nil");
+    EXPECT_EQ(NSStringFromUIColor(bdx::gfx::Color::rgba(1, 0.5, 0, 0.25)),
+              "BDXType-UIColor:R:1.000000 G:0.500000 B:0.000000 A:0.250000");
+    EXPECT_EQ(NSStringFromUIImage(bdx::gfx::Image()), "BDXType-UIImage:nil");
+    EXPECT_EQ(NSStringFromUIImage(bdx::gfx::Image::filled(2, 2, 0xFF000000)), "BDXType-UIImage:image");
+    EXPECT_EQ(NSStringFromNSError(nullptr), "BDXType-NSError:nil");
+    const bdx::Error missing("NSCocoaErrorDomain", 4,
+                             bdx::Value{{"NSLocalizedDescription", "The file is gone."}});
+    EXPECT_EQ(NSStringFromNSError(&missing), "BDXType-NSError:The file is gone.");
     const std::runtime_error failure("disk full");
     EXPECT_EQ(NSStringFromNSException(&failure), "BDXType-NSException:disk full");
     EXPECT_EQ(NSStringFromNSException(nullptr), "BDXType-NSException:nil");
