@@ -4,6 +4,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
+
+#include "annotation/BDXShapeRecognitionEngine.h"
+#include "platform/gfx/Image.h"
 
 namespace {
 
@@ -128,6 +132,16 @@ BDXNumberMatrix BDXMathUtilities::make2DMatrixWithDims(std::size_t dims, std::si
 
 bool BDXMathUtilities::isClose(float a, float toFloat) {
     return ::isClose(a, toFloat);
+}
+
+BDXFloatMatrix BDXMathUtilities::CpointsOfImage(const bdx::gfx::Image& image) {
+    constexpr int kPixels = BDXRasterMask::kPixelCount;
+    std::unique_ptr<std::uint32_t[]> pixels = BDXShapeRecognitionEngine().pixelValuesFromImage(image);
+    BDXFloatMatrix points(1, kPixels);
+    for (int i = 0; i < kPixels; ++i) {
+        points[0][i] = (pixels[i] >> 24) != 0 ? 1.0f : 0.0f;
+    }
+    return points;
 }
 
 std::optional<bdx::Data> BDXMathUtilities::uncompressGZip(const bdx::Data& data) {

@@ -7,6 +7,10 @@
 
 #include "foundation/Data.h"
 
+namespace bdx::gfx {
+class Image;
+}
+
 // A dense rows-by-columns matrix laid out as an array of row pointers into one zero-filled block, so that
 // `m[r][c]` and `m.rowPointers()` read as the plain two-dimensional arrays of C. The owner of the value
 // owns the cells.
@@ -77,6 +81,8 @@ class BDXMathUtilities {
     static BDXNumberMatrix softMax(const BDXNumberMatrix& matrix);
     static BDXNumberMatrix make2DMatrixWithDims(std::size_t dims, std::size_t width);
     static bool isClose(float a, float toFloat);
+    // One row of 784 cells, 1.0 where the image drawn at 28 by 28 has any alpha, else 0.0.
+    static BDXFloatMatrix CpointsOfImage(const bdx::gfx::Image& image);
     // Inflates gzip or zlib data, telling the two apart by their header. Empty data comes back as it is;
     // data that does not inflate to its end gives nothing.
     static std::optional<bdx::Data> uncompressGZip(const bdx::Data& data);

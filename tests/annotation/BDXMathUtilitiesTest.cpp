@@ -7,6 +7,8 @@
 #include <numeric>
 #include <string>
 
+#include "platform/gfx/Image.h"
+
 namespace {
 
 bdx::Data deflated(const bdx::Data& input, int windowBits) {
@@ -148,4 +150,22 @@ TEST(BDXMathUtilitiesInflate, EmptyComesBackAndBrokenGivesNothing) {
     bdx::Data packed = deflated(textBytes(std::string(5000, 'a') + "tail"), 31);
     packed.resize(packed.size() / 2);
     EXPECT_FALSE(BDXMathUtilities::uncompressGZip(packed).has_value()) << "a truncated stream never ends";
+}
+
+TEST(BDXMathUtilitiesImages, PointsOfAnImageAreItsInkedPixels) {
+    std::vector<std::uint32_t> pixels(784, 0);
+    pixels[0] = 0xFF000000;
+    pixels[29] = 0x01010101;
+    pixels[783] = 0x00FFFFFF;  // colour without alpha is no ink
+    BDXFloatMatrix points = BDXMathUtilities::CpointsOfImage(bdx::gfx::Image::withPixels(28, 28, pixels));
+    ASSERT_EQ(points.rows(), 1u);
+    ASSERT_EQ(points.columns(), 784u);
+    float total = 0;
+    for (int i = 0; i < 784; ++i)
+        total += points[0][i];
+    EXPECT_EQ(total, 2.0f);
+    EXPECT_EQ(points[0][0], 1.0f);
+    EXPECT_EQ(points[0][29], 1.0f);
+    EXPECT_EQ(points[0][783], 0.0f);
+    EXPECT_EQ(BDXMathUtilities::CpointsOfImage(bdx::gfx::Image()).columns(), 784u);
 }

@@ -10,7 +10,7 @@
 
 #include "annotation/BDXGeomtryUtilities.h"
 #include "platform/gfx/ImageContext.h"
-#include "tests/annotation/HandDrawnStrokes.h"
+#include "testing/HandDrawnStrokes.h"
 
 using bdx::gfx::Color;
 using bdx::gfx::Image;
@@ -19,6 +19,7 @@ using bdx::gfx::Point;
 using bdx::gfx::Rect;
 using bdx::gfx::Size;
 using G = BDXGeomtryUtilities;
+using bdx::testing::HandDrawnStrokes;
 using Method = BDXShapeRecognitionEngine::MatchingMethod;
 
 namespace {

@@ -5,13 +5,14 @@
 
 #include "annotation/BDXGeomtryUtilities.h"
 #include "annotation/BDXShapeRecognitionEngine.h"
-#include "tests/annotation/HandDrawnStrokes.h"
+#include "testing/HandDrawnStrokes.h"
 
 using bdx::gfx::Image;
 using bdx::gfx::Point;
 using bdx::gfx::Rect;
 using bdx::gfx::Size;
 using G = BDXGeomtryUtilities;
+using bdx::testing::HandDrawnStrokes;
 using Method = BDXShapeRecognitionEngine::MatchingMethod;
 
 namespace {

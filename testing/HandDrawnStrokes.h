@@ -7,6 +7,8 @@
 
 #include "platform/gfx/Geometry.h"
 
+namespace bdx::testing {
+
 // Strokes as a finger draws them, in view points: a parametric shape traced with uneven speed, a slow
 // wobble, touch jitter, and the overshoot or gap where the finger lifts. Seeded, and built only from the
 // raw output of the standard engine (whose sequence is fixed), so every platform sees the same strokes.
@@ -154,3 +156,5 @@ class HandDrawnStrokes {
     std::mt19937 random_;
     double sloppiness_;
 };
+
+}  // namespace bdx::testing
