@@ -209,6 +209,8 @@ BDXGeomtryUtilities::PathRef BDXGeomtryUtilities::newScaledPath(PathRef path, co
     if (!path) {
         return nullptr;
     }
+    // The box of every point of the path, curve control points included, as the platform's path box is:
+    // a turned ellipse's box is then a little larger than the curve, and its template a little smaller.
     Rect box = path->bounds();
     double widthRatio = box.width() / toRect.width();
     double heightRatio = box.height() / toRect.height();

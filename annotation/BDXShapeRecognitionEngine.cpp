@@ -22,6 +22,9 @@ constexpr int kSide = BDXRasterMask::kSide;
 constexpr int kPixelCount = BDXRasterMask::kPixelCount;
 constexpr double kLineWidth = 2.0;
 constexpr Rect kRasterRect{0, 0, kSide, kSide};
+// Where a stroke's points go before its path is fitted into the raster.
+constexpr Size kNormalisedSize{26, 26};
+constexpr Point kNormalisedCentroid{13, 13};
 
 // The pixel words the counting recognises. They arise exactly only because antialiasing is off and the
 // colours below are the ones drawn.
@@ -395,7 +398,7 @@ void BDXShapeRecognitionEngine::recognizeDrawing(const Image& image, const std::
         using Geometry = BDXGeomtryUtilities;
         Rect bounds = Geometry::boundingRectForPoints(points);
         std::vector<Point> normalised = Geometry::translatePoints(
-            Geometry::scalePoints(points, bounds.size, Size(26, 26)), Point(kSide / 2 - 1, kSide / 2 - 1));
+            Geometry::scalePoints(points, bounds.size, kNormalisedSize), kNormalisedCentroid);
         // A stroke without extent scales to NaN and ends here.
         PathRef strokePath = validPoints(normalised) ? Geometry::newPathFromPoints(normalised) : nullptr;
         if (strokePath) {
