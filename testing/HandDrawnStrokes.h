@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdint>
 #include <random>
+#include <tuple>
 #include <vector>
 
 #include "platform/gfx/Geometry.h"
@@ -10,96 +11,75 @@
 namespace bdx::testing {
 
 // Strokes as a finger draws them, in view points: a parametric shape traced with uneven speed, a slow
-// wobble, touch jitter, and the overshoot or gap where the finger lifts. Seeded, and built only from the
-// raw output of the standard engine (whose sequence is fixed), so every platform sees the same strokes.
+// wobble, touch jitter, and an overshoot or gap where the finger lifts. Seeded, and built only from the
+// raw output of the standard engine (its sequence is fixed), so every platform sees the same strokes.
+// Sloppiness scales the wobble, the jitter and the overshoot; 0 draws the exact shape.
 class HandDrawnStrokes {
   public:
-    using Points = std::vector<bdx::gfx::Point>;
+    using Point = bdx::gfx::Point;
+    using Points = std::vector<Point>;
 
-    // Sloppiness scales the wobble, the jitter and how far the end of a closed shape misses its start.
     explicit HandDrawnStrokes(std::uint32_t seed, double sloppiness = 1.0)
-        : random_(seed), sloppiness_(sloppiness) {}
+        : random_(seed), sloppy_(sloppiness) {}
 
-    double uniform(double low, double high) {
-        return low + (high - low) * (static_cast<double>(random_()) / 4294967296.0);
-    }
+    double uniform(double low, double high) { return low + (high - low) * (random_() / 4294967296.0); }
 
-    // A closed loop around an ellipse, starting anywhere, ending a little short of or past its start.
-    Points loop(bdx::gfx::Point centre, double radiusX, double radiusY, double turnDegrees) {
-        Wobble wobble(*this, 0.025 * sloppiness_);
-        double start = uniform(0, 2 * kPi);
-        double sweep = 2 * kPi * (1 + sloppiness_ * uniform(-0.05, 0.1));
+    // A loop round an ellipse turned by the angle (degrees), from anywhere to a little short of or past it.
+    Points loop(Point centre, double radiusX, double radiusY, double turn) {
+        Wobble wobble(*this, 0.025 * sloppy_);
+        double start = uniform(0, 2 * kPi), sweep = 2 * kPi * (1 + sloppy_ * uniform(-0.05, 0.1));
         Points points;
-        int count = static_cast<int>(uniform(50, 90));
-        for (int i = 0; i <= count; ++i) {
-            double s = unevenly(static_cast<double>(i) / count);
-            double t = start + sweep * s;
-            double r = 1 + wobble.at(s);
-            points.push_back(
-                turned({radiusX * r * std::cos(t), radiusY * r * std::sin(t)}, centre, turnDegrees));
+        for (int i = 0, count = static_cast<int>(uniform(50, 90)); i <= count; ++i) {
+            double s = uneven(static_cast<double>(i) / count), t = start + sweep * s, r = 1 + wobble.at(s);
+            points.push_back(turned({radiusX * r * std::cos(t), radiusY * r * std::sin(t)}, centre, turn));
         }
-        return jittered(points, 1.0 * sloppiness_);
+        return jittered(points, 1.0);
     }
 
-    // A box traced corner to corner from one corner round to a little past it, sides slightly bowed.
-    Points box(bdx::gfx::Point centre, double width, double height, double turnDegrees) {
-        const bdx::gfx::Point corners[4] = {{-width / 2, -height / 2},
-                                            {width / 2, -height / 2},
-                                            {width / 2, height / 2},
-                                            {-width / 2, height / 2}};
-        int first = static_cast<int>(uniform(0, 4)) % 4;
-        bool clockwise = uniform(0, 1) < 0.7;
+    // A box traced from a corner round to a little past it, mostly clockwise, its sides slightly bowed.
+    Points box(Point centre, double width, double height, double turn) {
+        const Point corners[4] = {{-width / 2, -height / 2},
+                                  {width / 2, -height / 2},
+                                  {width / 2, height / 2},
+                                  {-width / 2, height / 2}};
+        int first = static_cast<int>(uniform(0, 4)) % 4, step = uniform(0, 1) < 0.7 ? 1 : 3;
         Points points;
         for (int side = 0; side < 5; ++side) {
-            int from = clockwise ? (first + side) % 4 : (first - side + 8) % 4;
-            int to = clockwise ? (from + 1) % 4 : (from + 3) % 4;
-            // The last side is the overshoot past the starting corner.
-            double reach = side == 4 ? sloppiness_ * uniform(0.0, 0.15) : 1.0;
-            double bow = sloppiness_ * uniform(-0.03, 0.03) * (width + height) / 2;
+            Point a = corners[(first + side * step) % 4], b = corners[(first + (side + 1) * step) % 4];
+            // The fifth side is the overshoot past the starting corner.
+            double reach = side == 4 ? sloppy_ * uniform(0.0, 0.15) : 1.0;
+            double bow = sloppy_ * uniform(-0.03, 0.03) * (width + height) / 2;
             int count = static_cast<int>(uniform(12, 22) * reach) + 1;
             for (int i = side == 0 ? 0 : 1; i <= count; ++i) {
-                double s = reach * unevenly(static_cast<double>(i) / count);
-                bdx::gfx::Point a = corners[from];
-                bdx::gfx::Point b = corners[to];
-                double nx = -(b.y - a.y);
-                double ny = b.x - a.x;
-                double norm = std::hypot(nx, ny);
-                double lift = bow * std::sin(kPi * s);
-                bdx::gfx::Point p{a.x + (b.x - a.x) * s + nx / norm * lift,
-                                  a.y + (b.y - a.y) * s + ny / norm * lift};
-                points.push_back(turned(p, centre, turnDegrees));
+                double s = reach * uneven(static_cast<double>(i) / count);
+                points.push_back(turned(along(a, b, s, bow * std::sin(kPi * s)), centre, turn));
             }
         }
-        return jittered(points, 1.0 * sloppiness_);
+        return jittered(points, 1.0);
     }
 
-    // An arrow in one stroke: tail to tip, back along one side of the head, to the tip again, then along
-    // the other side. The direction is in degrees, turning from +x towards +y.
-    Points arrow(bdx::gfx::Point tail, double length, double directionDegrees) {
-        double direction = directionDegrees * kPi / 180;
-        bdx::gfx::Point tip{tail.x + length * std::cos(direction), tail.y + length * std::sin(direction)};
-        double headLength = length * uniform(0.3, 0.4);
-        double spread = uniform(38, 50) * kPi / 180;
-        bdx::gfx::Point headA{tip.x - headLength * std::cos(direction - spread),
-                              tip.y - headLength * std::sin(direction - spread)};
-        bdx::gfx::Point headB{tip.x - headLength * std::cos(direction + spread),
-                              tip.y - headLength * std::sin(direction + spread)};
-        Points points;
-        Wobble wobble(*this, 0.015 * sloppiness_);
-        appendSegment(points, tail, tip, static_cast<int>(uniform(25, 40)), wobble, length, true);
-        appendSegment(points, tip, headA, static_cast<int>(uniform(8, 12)), wobble, length, false);
-        appendSegment(points, headA, tip, static_cast<int>(uniform(8, 12)), wobble, length, false);
-        appendSegment(points, tip, headB, static_cast<int>(uniform(8, 12)), wobble, length, false);
-        return jittered(points, 0.8 * sloppiness_);
+    // An arrow in one stroke: tail to tip, out along one side of the head, back to the tip, out along the
+    // other. The direction is in degrees, turning from +x towards +y.
+    Points arrow(Point tail, double length, double direction) {
+        double a = direction * kPi / 180, head = length * uniform(0.3, 0.4),
+               spread = uniform(38, 50) * kPi / 180;
+        Point tip{tail.x + length * std::cos(a), tail.y + length * std::sin(a)};
+        Point sideA{tip.x - head * std::cos(a - spread), tip.y - head * std::sin(a - spread)};
+        Point sideB{tip.x - head * std::cos(a + spread), tip.y - head * std::sin(a + spread)};
+        Points points{tail};
+        Wobble wobble(*this, 0.015 * sloppy_);
+        for (auto [from, to, count] :
+             {std::tuple{tail, tip, 32}, {tip, sideA, 10}, {sideA, tip, 10}, {tip, sideB, 10}}) {
+            appendSegment(points, from, to, count, wobble, length);
+        }
+        return jittered(points, 0.8);
     }
 
-    // A straight stroke with a slight wobble.
-    Points line(bdx::gfx::Point from, bdx::gfx::Point to) {
-        Points points;
-        Wobble wobble(*this, 0.01 * sloppiness_);
-        appendSegment(points, from, to, static_cast<int>(uniform(25, 40)), wobble,
-                      std::hypot(to.x - from.x, to.y - from.y), true);
-        return jittered(points, 0.8 * sloppiness_);
+    Points line(Point from, Point to) {
+        Points points{from};
+        appendSegment(points, from, to, 32, Wobble(*this, 0.01 * sloppy_),
+                      std::hypot(to.x - from.x, to.y - from.y));
+        return jittered(points, 0.8);
     }
 
   private:
@@ -114,47 +94,46 @@ class HandDrawnStrokes {
             }
         }
         double at(double s) const {
-            double value = 0;
-            for (int k = 0; k < 3; ++k)
-                value += amplitudes[k] * std::sin(2 * kPi * (k + 1) * s + phases[k]);
-            return value;
+            return amplitudes[0] * std::sin(2 * kPi * s + phases[0]) +
+                   amplitudes[1] * std::sin(4 * kPi * s + phases[1]) +
+                   amplitudes[2] * std::sin(6 * kPi * s + phases[2]);
         }
-        double amplitudes[3];
-        double phases[3];
+        double amplitudes[3], phases[3];
     };
 
-    // The finger speeds up in the middle of a movement and slows at its ends.
-    double unevenly(double s) { return s - 0.08 * std::sin(2 * kPi * s) / (2 * kPi) * 2; }
+    // The finger is slower at the ends of a movement than in its middle.
+    static double uneven(double s) { return s - 0.16 * std::sin(2 * kPi * s) / (2 * kPi); }
 
-    static bdx::gfx::Point turned(bdx::gfx::Point p, bdx::gfx::Point centre, double degrees) {
+    // The point a fraction s of the way from a to b, lifted sideways.
+    static Point along(Point a, Point b, double s, double lift) {
+        double length = std::hypot(b.x - a.x, b.y - a.y);
+        return {a.x + (b.x - a.x) * s - (b.y - a.y) / length * lift,
+                a.y + (b.y - a.y) * s + (b.x - a.x) / length * lift};
+    }
+
+    static Point turned(Point p, Point centre, double degrees) {
         double a = degrees * kPi / 180;
         return {centre.x + p.x * std::cos(a) - p.y * std::sin(a),
                 centre.y + p.x * std::sin(a) + p.y * std::cos(a)};
     }
 
-    void appendSegment(Points& points, bdx::gfx::Point from, bdx::gfx::Point to, int count,
-                       const Wobble& wobble, double size, bool includeStart) {
-        double length = std::hypot(to.x - from.x, to.y - from.y);
-        double nx = -(to.y - from.y) / length;
-        double ny = (to.x - from.x) / length;
-        for (int i = includeStart ? 0 : 1; i <= count; ++i) {
-            double s = unevenly(static_cast<double>(i) / count);
-            double lift = wobble.at(s) * size * std::sin(kPi * s);
-            points.push_back(
-                {from.x + (to.x - from.x) * s + nx * lift, from.y + (to.y - from.y) * s + ny * lift});
+    void appendSegment(Points& points, Point from, Point to, int count, const Wobble& wobble, double size) {
+        for (int i = 1; i <= count; ++i) {
+            double s = uneven(static_cast<double>(i) / count);
+            points.push_back(along(from, to, s, wobble.at(s) * size * std::sin(kPi * s)));
         }
     }
 
     Points jittered(Points points, double amount) {
-        for (bdx::gfx::Point& p : points) {
-            p.x += uniform(-amount, amount);
-            p.y += uniform(-amount, amount);
+        for (Point& p : points) {
+            p.x += uniform(-amount * sloppy_, amount * sloppy_);
+            p.y += uniform(-amount * sloppy_, amount * sloppy_);
         }
         return points;
     }
 
     std::mt19937 random_;
-    double sloppiness_;
+    double sloppy_;
 };
 
 }  // namespace bdx::testing
