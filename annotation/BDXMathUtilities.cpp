@@ -95,11 +95,6 @@ BDXFloatMatrix softMax(const BDXFloatMatrix& matrix) {
     return result;
 }
 
-bool isClose(float a, float b) {
-    float difference = std::fabs(a - b);
-    return static_cast<double>(difference) <= 1e-08 + 1e-05 * std::fabs(static_cast<double>(b));
-}
-
 BDXNumberMatrix BDXMathUtilities::mutliplyMatrix(const BDXNumberMatrix& matrix,
                                                  const BDXNumberMatrix& matrixB) {
     if (matrix.empty() || matrixB.empty() || !isRectangular(matrix) || !isRectangular(matrixB)) {
