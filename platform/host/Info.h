@@ -17,8 +17,9 @@ namespace bdx::host {
 // Safe to read and set from any thread.
 class Info {
   public:
-    // Filled from the running system: the program's file name (from /proc/self/exe) as bundle and
-    // display name, "local.<name>" as bundle identifier, "1.0" / "1" as versions, the system from
+    // Filled from the running system: the program's file name (from /proc/self/exe) as bundle name
+    // and executable, "local.<name>" as bundle identifier, "1.0" and "1" as short version and build
+    // (a plain program carries none; the host sets its own), no display name, the system from
     // /etc/os-release and uname, the device model from uname's machine field.
     Info();
     ~Info();
