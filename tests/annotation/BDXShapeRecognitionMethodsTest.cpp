@@ -3,6 +3,7 @@
 #include "annotation/BDXGeomtryUtilities.h"
 #include "annotation/BDXShapeRecognitionEngine.h"
 #include "testing/HandDrawnStrokes.h"
+#include "tests/annotation/RecognitionTestSupport.h"
 
 using bdx::gfx::Point;
 using bdx::gfx::Rect;
@@ -10,23 +11,6 @@ using G = BDXGeomtryUtilities;
 using Method = BDXShapeRecognitionEngine::MatchingMethod;
 
 namespace {
-
-struct Outcome {
-    BDXRecognizedShape shape = BDXRecognizedShapeNone;
-    double angle = -1;
-    Rect boundingRect, fittedRect;
-    int calls = 0;
-    bool operator==(const Outcome&) const = default;
-};
-
-Outcome run(BDXShapeRecognitionEngine& engine, const std::vector<Point>& points) {
-    Outcome o;
-    engine.recognizeDrawing({}, points,
-                            [&](BDXRecognizedShape shape, double angle, Rect bounds, Rect fitted) {
-                                o = {shape, angle, bounds, fitted, o.calls + 1};
-                            });
-    return o;
-}
 
 // Loops, boxes, arrows, lines and scribbles of every size, turn and care, and degenerate ones.
 std::vector<Point> variedStroke(bdx::testing::HandDrawnStrokes& picker, std::uint32_t seed, int kind) {
@@ -69,17 +53,15 @@ TEST(BDXShapeRecognitionMethods, MasksAndDrawingAgreeOnVariedStrokes) {
     int answers[5] = {0, 0, 0, 0, 0};
     for (std::uint32_t i = 0; i < 84; ++i) {
         std::vector<Point> stroke = variedStroke(picker, 1000 + i, static_cast<int>(i % 6));
-        Outcome slow = run(drawing, stroke);
+        Recognition slow = recognize(drawing, stroke);
         ASSERT_EQ(slow.calls, 1);
-        EXPECT_EQ(run(masks, stroke), slow) << "stroke " << i;
+        EXPECT_EQ(recognize(masks, stroke), slow) << "stroke " << i;
         ++answers[slow.shape];
         if (i % 4 != 0) {
             continue;
         }
         // Every fourth stroke: the match records of all four sweeps, field by field.
-        Rect bounds = G::boundingRectForPoints(stroke);
-        G::PathRef path = G::newPathFromPoints(
-            G::translatePoints(G::scalePoints(stroke, bounds.size, bdx::gfx::Size(26, 26)), {13, 13}));
+        G::PathRef path = normalisedPath(stroke);
         if (!path || std::isnan(path->bounds().width())) {
             continue;
         }
