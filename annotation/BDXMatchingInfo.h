@@ -5,7 +5,7 @@
 #include "platform/gfx/Geometry.h"
 
 // The record of one template match, or (as the shared info of a stroke) of where the stroke's ink lies.
-// Every field starts at zero. Some fields are part of the record without being filled by the matching;
+// Every field starts at zero. Some fields belong to the record without being filled by the matching;
 // they stay zero.
 class BDXMatchingInfo {
   public:
