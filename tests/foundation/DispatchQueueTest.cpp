@@ -96,36 +96,6 @@ TEST_F(SerialQueueTest, SyncSeesEveryEarlierAsyncAndRunsOnTheCallingThread) {
     EXPECT_EQ(seen, 510);
 }
 
-TEST_F(SerialQueueTest, SyncsFromManyThreadsInterleaveWithAsyncWithoutLoss) {
-    auto queue = DispatchQueue::create("com.bdx.test.mixed");
-    long total = 0;
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&] {
-            for (int i = 0; i < 300; ++i) {
-                queue->async([&total] { total += 1; });
-                queue->sync([&total] { total += 1000; });
-            }
-        });
-    }
-    for (auto& t : threads) {
-        t.join();
-    }
-    long seen = 0;
-    queue->sync([&] { seen = total; });
-    EXPECT_EQ(seen, 4 * 300 * 1001);
-}
-
-TEST_F(SerialQueueTest, BarrierCallsOnASerialQueueAreOrdinaryCalls) {
-    auto queue = DispatchQueue::create("com.bdx.test.serial-barrier");
-    std::vector<int> order;
-    queue->async([&] { order.push_back(1); });
-    queue->barrierAsync([&] { order.push_back(2); });
-    queue->async([&] { order.push_back(3); });
-    queue->barrierSync([&] { order.push_back(4); });
-    EXPECT_EQ(order, (std::vector<int>{1, 2, 3, 4}));
-}
-
 TEST_F(SerialQueueTest, AnExceptionEscapingABlockIsLoggedAndTheQueueGoesOn) {
     auto queue = DispatchQueue::create("com.bdx.test.throwing");
     ::testing::internal::CaptureStderr();
@@ -137,19 +107,6 @@ TEST_F(SerialQueueTest, AnExceptionEscapingABlockIsLoggedAndTheQueueGoesOn) {
     EXPECT_TRUE(ranAfter);
     EXPECT_NE(log.find("com.bdx.test.throwing"), std::string::npos) << log;
     EXPECT_NE(log.find("disk on fire"), std::string::npos) << log;
-}
-
-TEST_F(SerialQueueTest, IdleSerialQueuesHoldNoThread) {
-    std::vector<std::shared_ptr<DispatchQueue>> queues;
-    std::atomic<int> ran{0};
-    for (int i = 0; i < 200; ++i) {
-        queues.push_back(DispatchQueue::create("com.bdx.test.many." + std::to_string(i)));
-        queues.back()->async([&ran] { ++ran; });
-    }
-    bdx::testing::waitUntilIdle();
-    EXPECT_EQ(ran.load(), 200);
-    // The queues share the pool's few threads; none keeps one of its own.
-    EXPECT_LT(bdx::WorkerPool::shared().threadCount(), 200u);
 }
 
 TEST_F(SerialQueueTest, WorkersBlockedOnSemaphoresDoNotStarveTheWorkTheyWaitFor) {
@@ -316,18 +273,6 @@ TEST_F(GlobalQueueTest, CurrentLabelNamesTheQueueTheCodeRunsOn) {
     std::string elsewhere = "unset";
     std::thread([&] { elsewhere = DispatchQueue::currentLabel(); }).join();
     EXPECT_EQ(elsewhere, "");
-}
-
-TEST_F(GlobalQueueTest, BlocksOfAllPrioritiesRunAndWaitUntilIdleSeesThemDone) {
-    std::atomic<int> done{0};
-    for (long priority : {DispatchQueue::PriorityHigh, DispatchQueue::PriorityDefault,
-                          DispatchQueue::PriorityLow, DispatchQueue::PriorityBackground}) {
-        for (int i = 0; i < 50; ++i) {
-            DispatchQueue::global(priority)->async([&done] { ++done; });
-        }
-    }
-    bdx::testing::waitUntilIdle();
-    EXPECT_EQ(done.load(), 200);
 }
 
 using DelayedBlockTest = DispatchTest;

@@ -181,15 +181,3 @@ TEST(NotificationRobustness, ManyThreadsPostAddAndRemoveWithoutLosingADelivery) 
     }
     EXPECT_EQ(delivered.load(), kThreads * kPosts);
 }
-
-TEST(NotificationRobustness, TheDefaultCenterStartsEmptyAfterAReset) {
-    int heard = 0;
-    auto first = NotificationCenter::defaultCenter();
-    EXPECT_EQ(first, NotificationCenter::defaultCenter());
-    first->addObserver("Stale", nullptr, [&](const Notification&) { ++heard; });
-    bdx::resetAllSingletons();
-    auto second = NotificationCenter::defaultCenter();
-    EXPECT_NE(first, second);
-    second->post("Stale");
-    EXPECT_EQ(heard, 0);
-}

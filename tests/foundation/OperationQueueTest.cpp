@@ -316,16 +316,4 @@ TEST_F(OperationObservationTest, ASubclassAnnouncingItsOwnFinishReleasesTheQueue
     EXPECT_TRUE(startup->isFinished());
 }
 
-TEST(OperationTest, StartingDirectlyRunsOnTheCallerAndASecondStartIsIgnored) {
-    int runs = 0;
-    auto operation = BlockOperation::blockOperationWithBlock([&runs] { ++runs; });
-    ::testing::internal::CaptureStderr();
-    operation->start();
-    operation->start();
-    std::string log = ::testing::internal::GetCapturedStderr();
-    EXPECT_EQ(runs, 1);
-    EXPECT_TRUE(operation->isFinished());
-    EXPECT_NE(log.find("started a second time"), std::string::npos);
-}
-
 }  // namespace

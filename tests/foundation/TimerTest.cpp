@@ -164,18 +164,6 @@ TEST_F(VirtualClockTest, AFiredBackgroundBlockHasRunBeforeTheNextFiresEvenIfItWa
     EXPECT_EQ(order, (std::vector<std::string>{"background hop at 1", "main at 1", "main at 2"}));
 }
 
-TEST_F(VirtualClockTest, NothingFiresUntilTheClockIsAdvancedAndPendingTimeSurvivesAClockChange) {
-    bdx::testing::resetDispatchState();  // back to the real clock
-    int fired = 0;
-    DispatchQueue::main()->after(30, [&] { ++fired; });
-    clock = bdx::testing::installVirtualClock();  // 30 s left on the new clock
-    bdx::testing::runMainQueueUntilIdle();
-    bdx::testing::advance(29.9);
-    EXPECT_EQ(fired, 0);
-    bdx::testing::advance(0.2);
-    EXPECT_EQ(fired, 1);
-}
-
 TEST_F(VirtualClockTest, NothingOfAFinishedTestFiresInTheNext) {
     int fired = 0;
     DispatchQueue::main()->async([&] { ++fired; });
@@ -229,26 +217,6 @@ TEST_F(VirtualClockTest, FireRunsTheBlockNowWithoutMovingTheSchedule) {
     EXPECT_FALSE(oneShot->isValid());
     bdx::testing::advance(20);
     EXPECT_EQ(once, 1);
-}
-
-TEST_F(VirtualClockTest, AnUnscheduledTimerWaitsForScheduleAndCountsFromThere) {
-    double start = clock->monotonicNow();
-    std::vector<double> at;
-    auto timer =
-        Timer::timerWithTimeInterval(2, false, [&](Timer&) { at.push_back(clock->monotonicNow() - start); });
-    bdx::testing::advance(5);
-    EXPECT_TRUE(at.empty());
-    timer->schedule();
-    bdx::testing::advance(5);
-    EXPECT_EQ(at, (std::vector<double>{7}));
-}
-
-TEST_F(VirtualClockTest, WallTimeFollowsTheVirtualClock) {
-    EXPECT_DOUBLE_EQ(clock->now(), bdx::testing::VirtualClock::kStartDate);
-    bdx::testing::advance(90);
-    EXPECT_DOUBLE_EQ(bdx::Clock::current()->now(), bdx::testing::VirtualClock::kStartDate + 90);
-    clock->shiftWallClock(-3600);
-    EXPECT_DOUBLE_EQ(clock->now(), bdx::testing::VirtualClock::kStartDate + 90 - 3600);
 }
 
 }  // namespace

@@ -112,29 +112,6 @@ TEST_F(UserDefaultsTest, SettingNothingRemovesTheKey) {
     EXPECT_EQ(all, (Value{{"BDXUserDefaultKeyBrindlexSDKVersion", "2.0"}}));
 }
 
-TEST_F(UserDefaultsTest, TypedReadsOfMissingAndOtherKindsOfValues) {
-    auto defaults = UserDefaults::standardUserDefaults();
-    EXPECT_FALSE(defaults->boolForKey("Missing"));
-    EXPECT_EQ(defaults->integerForKey("Missing"), 0);
-    EXPECT_EQ(defaults->doubleForKey("Missing"), 0.0);
-    EXPECT_FALSE(defaults->stringForKey("Missing"));
-    EXPECT_FALSE(defaults->dateForKey("Missing"));
-
-    defaults->setString("YES", "Yes");
-    defaults->setString("42", "Answer");
-    defaults->setInteger(7, "Seven");
-    defaults->setDouble(2.9, "AlmostThree");
-    defaults->setString("not a date", "Text");
-    EXPECT_TRUE(defaults->boolForKey("Yes"));
-    EXPECT_EQ(defaults->integerForKey("Answer"), 42);
-    EXPECT_TRUE(defaults->boolForKey("Answer"));
-    EXPECT_EQ(defaults->stringForKey("Seven"), "7");
-    EXPECT_EQ(defaults->integerForKey("AlmostThree"), 2);
-    EXPECT_FALSE(defaults->dateForKey("Text"));
-    EXPECT_FALSE(defaults->dataForKey("Text"));
-    EXPECT_FALSE(defaults->dateForKey("Seven"));
-}
-
 TEST_F(UserDefaultsTest, ConcurrentWritersLoseNoKey) {
     constexpr int kThreads = 8;
     constexpr int kKeys = 200;
@@ -208,14 +185,4 @@ TEST_F(UserDefaultsTest, AFailedWriteIsReportedAndRetriedBySynchronize) {
     EXPECT_TRUE(defaults->synchronize());
     relaunch();
     EXPECT_EQ(UserDefaults::standardUserDefaults()->stringForKey("BDXName"), "pending");
-}
-
-TEST_F(UserDefaultsTest, TheStandardStoreIsNamedAfterTheApp) {
-    UserDefaults::setStandardDomainName("com.example.host");
-    UserDefaults::standardUserDefaults()->setBool(true, "BDXFileSaved");
-    ASSERT_TRUE(UserDefaults::standardUserDefaults()->synchronize());
-    EXPECT_TRUE(std::filesystem::exists(sandboxRoot() / "Library" / "Preferences" / "com.example.host.json"));
-    // The name is the host's setting: it does not outlive the singletons, so no test inherits another's.
-    relaunch();
-    EXPECT_EQ(UserDefaults::standardDomainName(), "BrindlexCore");
 }

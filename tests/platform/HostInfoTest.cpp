@@ -92,23 +92,6 @@ TEST_F(HostInfo, NamedFieldsAndTheInformationDictionaryAreOne) {
     EXPECT_EQ(info.stringForInfoDictionaryKey("UIDeviceFamily"), std::nullopt);
     info.removeObjectForInfoDictionaryKey("NSPhotoLibraryUsageDescription");
     EXPECT_FALSE(info.hasInfoDictionaryKey("NSPhotoLibraryUsageDescription"));
-
-    // A copy is independent of its source.
-    Info copy = info;
-    copy.setDisplayName("Other");
-    EXPECT_EQ(info.displayName(), "Shop");
-    EXPECT_EQ(copy.bundleIdentifier(), "com.example.shop");
-}
-
-TEST_F(HostInfo, SharedInstanceIsWhatTheHostSet) {
-    auto first = Info::shared();
-    EXPECT_EQ(Info::shared(), first);
-    auto mine = std::make_shared<Info>();
-    mine->setBundleIdentifier("com.example.host");
-    Info::setShared(mine);
-    EXPECT_EQ(Info::shared()->bundleIdentifier(), "com.example.host");
-    Info::resetShared();
-    EXPECT_NE(Info::shared(), mine);
 }
 
 TEST_F(HostInfo, VendorIdentifierSurvivesARelaunch) {

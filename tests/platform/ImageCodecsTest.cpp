@@ -309,8 +309,7 @@ TEST_F(CodecFiles, JpegQualityMapsOntoTheEncoderScale) {
     EXPECT_GT(jpegData(image, 1.0).size(), jpegData(image, 0.1).size());
 }
 
-TEST_F(CodecFiles, JpegRoundTripsAndReadsOtherEncoders) {
-    requireTool("cjpeg");
+TEST_F(CodecFiles, JpegRoundTripsThroughOurDecoder) {
     const Image decoded = imageWithData(jpegData(quadrants(), 0.9), 3.0);
     ASSERT_FALSE(decoded.isNull());
     EXPECT_EQ(decoded.scale(), 3.0);
@@ -318,19 +317,6 @@ TEST_F(CodecFiles, JpegRoundTripsAndReadsOtherEncoders) {
     EXPECT_TRUE(channelsNear(decoded.pixelAt(16, 16), kRed, 6)) << std::hex << decoded.pixelAt(16, 16);
     EXPECT_TRUE(channelsNear(decoded.pixelAt(48, 16), kGreen, 6));
     EXPECT_TRUE(channelsNear(decoded.pixelAt(16, 48), kBlue, 6));
-
-    // A grey-scale JPEG made by cjpeg from a PPM.
-    std::string ppm = "P6\n16 16\n255\n";
-    for (int i = 0; i < 256; ++i) {
-        ppm += std::string{char(200), char(200), char(200)};
-    }
-    std::ofstream(dir_ / "in.ppm", std::ios::binary) << ppm;
-    ASSERT_EQ(run("cjpeg -grayscale -quality 95 -outfile " + (dir_ / "g.jpg").string() + " " +
-                  (dir_ / "in.ppm").string()),
-              0);
-    const Image gray = imageWithData(read(dir_ / "g.jpg"));
-    ASSERT_FALSE(gray.isNull());
-    EXPECT_TRUE(channelsNear(gray.pixelAt(8, 8), 0xFFC8C8C8u, 2)) << std::hex << gray.pixelAt(8, 8);
 }
 
 TEST(ImageCodecsFailures, BadInputGivesNothingAndNeverThrows) {

@@ -216,14 +216,6 @@ TEST_F(UiRuntimeTest, ViewDidAppearReachesTheHookForRootPushedAndPresentedContro
     EXPECT_EQ(appeared, (std::vector<std::string>{"DetailViewController", "SheetViewController"}));
 }
 
-TEST_F(UiRuntimeTest, UnknownSelectorsAndNullReceiversAnswerNothing) {
-    auto runtime = Runtime::shared();
-    auto label = std::make_shared<Label>();
-    EXPECT_FALSE(runtime->send(label, "becomeKeyWindow").has_value());
-    EXPECT_FALSE(runtime->send(nullptr, "sendEvent:").has_value());
-    EXPECT_FALSE(label->respondsToSelector("sendEvent:"));
-}
-
 TEST_F(UiRuntimeTest, InstanceVariablesAndAssociatedValues) {
     auto controller = ViewController::make("ProfileViewController");
     auto nameLabel = std::make_shared<Label>("ProfileNameLabel", "UILabel");
