@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <optional>
 
+#include "foundation/SingletonReset.h"
+
 namespace bdx::testing {
 
 class ScriptedReachability;
@@ -138,6 +140,8 @@ class ScriptedReachability final : public net::Reachability,
 std::shared_ptr<ScriptedReachabilityService> ScriptedReachabilityService::install() {
     auto service = std::make_shared<ScriptedReachabilityService>();
     net::ReachabilityService::install(service);
+    // The next test finds the Linux service again, whether or not this one uninstalls.
+    registerSingletonReset([] { net::ReachabilityService::install(nullptr); });
     return service;
 }
 

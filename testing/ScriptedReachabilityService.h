@@ -16,8 +16,8 @@ namespace bdx::testing {
 // would, and only when the flags differ from before.
 class ScriptedReachabilityService final : public net::ReachabilityService {
   public:
-    // Installs a fresh scripted service for the process and returns it; uninstall() puts the Linux
-    // service back.
+    // Installs a fresh scripted service for the process and returns it; uninstall(), or the reset
+    // between tests, puts the Linux service back.
     static std::shared_ptr<ScriptedReachabilityService> install();
     static void uninstall();
 

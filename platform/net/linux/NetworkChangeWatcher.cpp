@@ -9,20 +9,24 @@
 
 #include <atomic>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <exception>
 #include <map>
 #include <mutex>
 #include <set>
+#include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
+
+#include "foundation/Console.h"
 
 namespace bdx::net {
 namespace {
 
 void logFailure(const char* what) {
-    std::fprintf(stderr, "[bdx::net] network change watcher: %s: %s\n", what, std::strerror(errno));
+    bdx::Console::logFault(std::string("[bdx::net] network change watcher: ") + what + ": " +
+                           std::strerror(errno));
 }
 
 // One life of the watching thread: its sockets close when both the thread and the watcher have let
@@ -140,9 +144,10 @@ struct NetworkChangeWatcher::State {
                 try {
                     (*listener)();
                 } catch (const std::exception& e) {
-                    std::fprintf(stderr, "[bdx::net] network change listener threw: %s\n", e.what());
+                    bdx::Console::logFault(std::string("[bdx::net] network change listener threw: ") +
+                                           e.what());
                 } catch (...) {
-                    std::fprintf(stderr, "[bdx::net] network change listener threw\n");
+                    bdx::Console::logFault("[bdx::net] network change listener threw");
                 }
             }
         }
@@ -180,8 +185,8 @@ std::optional<NetworkChangeWatcher::Token> NetworkChangeWatcher::subscribe(Liste
             // Detached: stopping must never wait for a listener that is still looking a name up.
             std::thread([state = state_, run] { State::watch(state, run); }).detach();
         } catch (const std::system_error& e) {
-            std::fprintf(stderr, "[bdx::net] network change watcher: cannot start its thread: %s\n",
-                         e.what());
+            bdx::Console::logFault(
+                std::string("[bdx::net] network change watcher: cannot start its thread: ") + e.what());
             return std::nullopt;
         }
         state_->run = run;

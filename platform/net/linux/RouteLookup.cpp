@@ -12,11 +12,12 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <string>
 #include <vector>
+
+#include "foundation/Console.h"
 
 namespace bdx::net {
 namespace {
@@ -24,7 +25,7 @@ namespace {
 constexpr std::size_t kAnswerBufferSize = 32768;
 
 void logFailure(const char* what) {
-    std::fprintf(stderr, "[bdx::net] route lookup: %s: %s\n", what, std::strerror(errno));
+    bdx::Console::logFault(std::string("[bdx::net] route lookup: ") + what + ": " + std::strerror(errno));
 }
 
 // A netlink route socket that closes itself.
