@@ -137,7 +137,7 @@ void drawView(ImageContext& ctx, const View& v, const Image& picture) {
     const bool group = v.alpha < 1 && !v.subviews.empty();
     if (group) {
         ctx.setAlpha(v.alpha);
-        ctx.beginTransparencyLayer();
+        ctx.beginTransparencyLayerWithRect(bounds);
     } else {
         ctx.setAlpha(v.alpha);
     }
@@ -178,7 +178,7 @@ void drawView(ImageContext& ctx, const View& v, const Image& picture) {
 Image drawScreen(const View& window, const Image& picture) {
     ImageContext ctx(kScreen, false, kScale);
     drawView(ctx, window, picture);
-    return ctx.imageFromCurrentContext();
+    return ctx.takeImage();
 }
 
 const View& screen() {
