@@ -5,12 +5,19 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
+#include <fstream>
 #include <nlohmann/json.hpp>
+#include <string_view>
 
+#include "archives/MD5String.h"
+#include "core/BDXDataStore.h"
+#include "core/BDXDefaults.h"
 #include "foundation/DispatchQueue.h"
 #include "foundation/NumericCompare.h"
 #include "foundation/RunLoop.h"
+#include "foundation/SingletonReset.h"
 #include "foundation/StringWithFormat.h"
 #include "foundation/UserDefaults.h"
 #include "platform/host/Info.h"
@@ -30,6 +37,16 @@ using bdx::ui::ViewController;
 using bdx::ui::Window;
 
 namespace {
+
+// -1: ask the system; 0 or 1: the answer given by overrideDebuggerAttached.
+std::atomic<int>& debuggerOverride() {
+    static std::atomic<int> value{-1};
+    return value;
+}
+
+bool isUsable(const std::optional<std::string>& text) {
+    return text && !text->empty();
+}
 
 constexpr const char* kSavedSDKVersionKey = "BDXUserDefaultKeyBrindlexSDKVersion";
 // Windows at this level or above belong to the system, not to the application.
@@ -86,6 +103,62 @@ double screenNativeScale() {
 }
 
 }  // namespace
+
+std::string BDXInspector::getUUID() {
+    auto defaults = BDXDefaults::getInstance();
+    if (auto saved = defaults->savedUUID(); isUsable(saved)) {
+        return *saved;
+    }
+    const auto identified = defaults->identifiedEmail();
+    const std::string derived = isUsable(identified) ? getUUIDFromEmail(*identified) : oldUUID();
+    defaults->setSavedUUID(derived);
+    return derived;
+}
+
+std::string BDXInspector::deviceUUID() {
+    return bdx::host::Info::shared()->vendorIdentifier();
+}
+
+std::string BDXInspector::oldUUID() {
+    return deviceUUID() + "-" + MD5String(bdx::host::Info::shared()->bundleIdentifier());
+}
+
+std::string BDXInspector::getUUIDFromEmail(const std::string& email) {
+    return MD5String(email + BDXDataStore::getInstance()->appToken());
+}
+
+std::string BDXInspector::sessionUUID() {
+    static const std::string uuid = bdx::host::makeUUIDString();
+    return uuid;
+}
+
+bool BDXInspector::isDebuggerAttached() {
+    return isDebuggerAttatchedToConsole();
+}
+
+bool BDXInspector::isDebuggerAttatchedToConsole() {
+    const int overridden = debuggerOverride().load();
+    if (overridden >= 0) {
+        return overridden == 1;
+    }
+    // Linux tells the tracer of a process in its status file; 0 is none.
+    std::ifstream status("/proc/self/status");
+    std::string line;
+    constexpr std::string_view kTracer = "TracerPid:";
+    while (std::getline(status, line)) {
+        if (line.compare(0, kTracer.size(), kTracer) == 0) {
+            return std::strtol(line.c_str() + kTracer.size(), nullptr, 10) != 0;
+        }
+    }
+    return false;
+}
+
+void BDXInspector::overrideDebuggerAttached(std::optional<bool> attached) {
+    debuggerOverride() = attached ? (*attached ? 1 : 0) : -1;
+    if (attached) {
+        bdx::registerSingletonReset([] { debuggerOverride() = -1; });
+    }
+}
 
 // Device.
 
