@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "core/BDXDefaults.h"
 #include "testing/ConsoleCapture.h"
 
 TEST(BDXServiceURL, DefaultIsHttpsUnderTheBasePath) {
@@ -54,4 +55,34 @@ TEST(BDXServiceURL, EnvironmentOverrideIsCheckedToo) {
     if (saved) {
         ::setenv(BDXServiceURL::kEnvironmentVariable, saved->c_str(), 1);
     }
+}
+
+TEST(BDXDefaultsBaseURL, HostSettingThenEnvironmentOverride) {
+    const char* outer = std::getenv(BDXServiceURL::kEnvironmentVariable);
+    std::optional<std::string> saved = outer ? std::optional<std::string>(outer) : std::nullopt;
+    ::unsetenv(BDXServiceURL::kEnvironmentVariable);
+    bdx::testing::ConsoleCapture console;
+
+    BDXDefaults::destroy();
+    auto defaults = BDXDefaults::getInstance();
+    EXPECT_EQ(defaults->baseURL(), BDXServiceURL::defaultBaseURL());
+    defaults->setBaseURL("https://bugs.example.org");
+    EXPECT_EQ(defaults->baseURL(), "https://bugs.example.org/api/sdk/v3");
+    EXPECT_EQ(defaults->baseURLHost(), "bugs.example.org");
+    defaults->setBaseURL("bugs.example.org");
+    EXPECT_EQ(defaults->baseURL(), "https://bugs.example.org/api/sdk/v3") << "a bad address changes nothing";
+
+    // The environment is read when the settings are made, and wins over the host's setting.
+    ::setenv(BDXServiceURL::kEnvironmentVariable, "http://127.0.0.1:8080", 1);
+    BDXDefaults::destroy();
+    defaults = BDXDefaults::getInstance();
+    defaults->setBaseURL("https://bugs.example.org");
+    EXPECT_EQ(defaults->baseURL(), "http://127.0.0.1:8080/api/sdk/v3");
+    EXPECT_EQ(defaults->baseURLHost(), "127.0.0.1");
+
+    ::unsetenv(BDXServiceURL::kEnvironmentVariable);
+    if (saved) {
+        ::setenv(BDXServiceURL::kEnvironmentVariable, saved->c_str(), 1);
+    }
+    BDXDefaults::destroy();
 }
