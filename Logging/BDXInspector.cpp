@@ -8,12 +8,14 @@
 #include <atomic>
 #include <cstdlib>
 #include <fstream>
+#include <mutex>
 #include <nlohmann/json.hpp>
 #include <string_view>
 
 #include "archives/MD5String.h"
 #include "core/BDXDataStore.h"
 #include "core/BDXDefaults.h"
+#include "foundation/Clock.h"
 #include "foundation/DispatchQueue.h"
 #include "foundation/NumericCompare.h"
 #include "foundation/RunLoop.h"
@@ -98,8 +100,22 @@ std::optional<std::string> languageTag(std::string name) {
 double screenScale() {
     return Screen::mainScreen()->scale();
 }
+
 double screenNativeScale() {
     return Screen::mainScreen()->nativeScale();
+}
+
+// Linux tells the tracer of a process in its status file; 0 is none.
+bool isTracedBySystem() {
+    std::ifstream status("/proc/self/status");
+    std::string line;
+    constexpr std::string_view kTracer = "TracerPid:";
+    while (std::getline(status, line)) {
+        if (line.compare(0, kTracer.size(), kTracer) == 0) {
+            return std::strtol(line.c_str() + kTracer.size(), nullptr, 10) != 0;
+        }
+    }
+    return false;
 }
 
 }  // namespace
@@ -141,16 +157,18 @@ bool BDXInspector::isDebuggerAttatchedToConsole() {
     if (overridden >= 0) {
         return overridden == 1;
     }
-    // Linux tells the tracer of a process in its status file; 0 is none.
-    std::ifstream status("/proc/self/status");
-    std::string line;
-    constexpr std::string_view kTracer = "TracerPid:";
-    while (std::getline(status, line)) {
-        if (line.compare(0, kTracer.size(), kTracer) == 0) {
-            return std::strtol(line.c_str() + kTracer.size(), nullptr, 10) != 0;
-        }
+    // Every diagnostic line asks, so the answer is kept for a second: a debugger that attaches is seen
+    // within that time.
+    static std::mutex mutex;
+    static double askedAt = -1;
+    static bool attached = false;
+    const double now = bdx::Clock::current()->monotonicNow();
+    std::lock_guard<std::mutex> guard(mutex);
+    if (askedAt < 0 || now - askedAt >= 1.0 || now < askedAt) {
+        attached = isTracedBySystem();
+        askedAt = now;
     }
-    return false;
+    return attached;
 }
 
 void BDXInspector::overrideDebuggerAttached(std::optional<bool> attached) {

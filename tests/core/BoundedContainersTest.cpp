@@ -30,23 +30,6 @@ TEST(BDXLineLimitedString, KeepsTheNewestLinesJoinedByNewlines) {
     EXPECT_EQ(two.getString(), "b\nc");
 }
 
-TEST(BDXLineLimitedString, LosesNoLineUnderConcurrentWriters) {
-    BDXLineLimitedString text(1000);
-    std::vector<std::thread> writers;
-    for (int w = 0; w < 4; ++w) {
-        writers.emplace_back([&text, w] {
-            for (int i = 0; i < 200; ++i) {
-                text.addLine(std::to_string(w));
-            }
-        });
-    }
-    for (auto& writer : writers) {
-        writer.join();
-    }
-    const std::string joined = text.getString();
-    EXPECT_EQ(std::count(joined.begin(), joined.end(), '\n'), 799);
-}
-
 TEST(BDXNullableMutableDictionary, AbsentValuesNeverBecomeEntries) {
     BDXNullableMutableDictionary builder;
     builder.setObject("file.png", "name");

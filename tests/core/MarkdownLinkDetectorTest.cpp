@@ -48,12 +48,6 @@ TEST(BDXMarkdownLinkDetector, AddressRunsToTheLastParenthesisBeforeAClosingBrack
 
 TEST(BDXMarkdownLinkDetector, InvalidPatternFindsNothing) {
     EXPECT_FALSE(BDXMarkdownLinkDetector::findMatchInText("abc", "(unclosed"));
-    const auto match = BDXMarkdownLinkDetector::findMatchInText("xx[a](b)", R"(\[([^\]]+)\]\(([^\]]+)\))");
-    ASSERT_TRUE(match);
-    ASSERT_EQ(match->ranges.size(), 3u);
-    EXPECT_EQ(match->ranges[0], (std::pair<std::size_t, std::size_t>{2, 6}));
-    EXPECT_EQ(match->ranges[1], (std::pair<std::size_t, std::size_t>{3, 1}));
-    EXPECT_EQ(match->ranges[2], (std::pair<std::size_t, std::size_t>{6, 1}));
 }
 
 TEST(BDXAttributedString, ReplacingKeepsRunsInPlace) {

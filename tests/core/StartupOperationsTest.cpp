@@ -86,14 +86,6 @@ TEST_F(StartupOperations, OperationLivesUntilFinishIsCalled) {
               (std::vector<std::string>{"isReady=0", "isExecuting=1", "isExecuting=0", "isFinished=1"}));
 }
 
-TEST_F(StartupOperations, SubclassOperationStartsReadyAtHighPriority) {
-    BDXOperation operation;
-    EXPECT_TRUE(operation.isReady());
-    EXPECT_EQ(operation.queuePriority(), bdx::Operation::QueuePriorityHigh);
-    operation.start();  // no block to call
-    EXPECT_TRUE(operation.isExecuting());
-}
-
 TEST_F(StartupOperations, ManagerRunsOneOperationAtATimeUntilEachFinishesFromAnotherThread) {
     Journal journal;
     auto first = BDXOperation::initWithBlock([&] { journal.add("first started"); });
