@@ -1,13 +1,17 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <net/if.h>
 #include <netinet/in.h>
 #include <sched.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
+#include <cstring>
 #include <deque>
 #include <functional>
 #include <mutex>
@@ -71,6 +75,45 @@ bool inPrivateNetworkNamespace(const std::function<void()>& body) {
 void ip(const std::string& arguments) {
     int status = std::system(("ip " + arguments).c_str());
     ASSERT_EQ(status, 0) << "ip " << arguments;
+}
+
+bool interfaceIsRunning(const std::string& name) {
+    int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    ifreq request{};
+    std::strncpy(request.ifr_name, name.c_str(), IF_NAMESIZE - 1);
+    bool running =
+        fd >= 0 && ::ioctl(fd, SIOCGIFFLAGS, &request) == 0 && (request.ifr_flags & IFF_RUNNING) != 0;
+    if (fd >= 0) {
+        ::close(fd);
+    }
+    return running;
+}
+
+// The kernel turns a link's carrier on and off a moment after the command that causes it. Waits for
+// that, woken by the kernel's link messages rather than by polling.
+void waitUntilRunning(const std::string& name, bool running) {
+    struct Wake {
+        std::mutex mutex;
+        std::condition_variable changed;
+        std::uint64_t count = 0;
+    };
+    auto wake = std::make_shared<Wake>();
+    NetworkChangeWatcher watcher;
+    auto token = watcher.subscribe([wake] {
+        std::lock_guard lock(wake->mutex);
+        ++wake->count;
+        wake->changed.notify_all();
+    });
+    ASSERT_TRUE(token.has_value());
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    std::unique_lock lock(wake->mutex);
+    while (interfaceIsRunning(name) != running) {
+        std::uint64_t seen = wake->count;
+        ASSERT_TRUE(wake->changed.wait_until(lock, deadline, [&] { return wake->count != seen; }))
+            << name << " never became " << (running ? "running" : "not running");
+    }
+    lock.unlock();
+    watcher.unsubscribe(*token);
 }
 
 // Stands for a run loop: the blocks a target hands to its scheduler wait here until the test runs
@@ -185,6 +228,7 @@ TEST(NetReachabilityKernelRoutes, FlagsFollowTheRoutingTable) {
         ip("addr add 10.1.0.1/24 dev e0");
         ip("link set e0 up");
         ip("link set e1 up");
+        waitUntilRunning("e0", true);
         sockaddr_in neighbour = ipv4("10.1.0.2");
         auto toNeighbour = service.createWithAddress(raw(neighbour));
         EXPECT_EQ(flagsOf(*toNeighbour), kOnLink);
@@ -210,11 +254,13 @@ TEST(NetReachabilityKernelRoutes, FlagsFollowTheRoutingTable) {
         ip("addr add 10.2.0.1/24 dev wwan0");
         ip("link set wwan0 up");
         ip("link set w1 up");
+        waitUntilRunning("wwan0", true);
         sockaddr_in cellularNeighbour = ipv4("10.2.0.2");
         EXPECT_EQ(flagsOf(*service.createWithAddress(raw(cellularNeighbour))), kOnLink | Flag::isWWAN);
 
         // The far end going down takes the carrier away: the route stays, the way out does not.
         ip("link set e1 down");
+        waitUntilRunning("e0", false);
         EXPECT_EQ(flagsOf(*toNeighbour), 0u);
         EXPECT_EQ(flagsOf(*toRemote), 0u);
 
