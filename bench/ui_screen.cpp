@@ -208,6 +208,20 @@ void BM_RenderInContext(benchmark::State& state) {
 }
 BENCHMARK(BM_RenderInContext)->Unit(benchmark::kMillisecond);
 
+// The renderer alone: the same context is drawn into again and again, so that opening a bitmap of
+// 1170x2532 pixels and copying it into an image are left out.
+void BM_RenderOnly(benchmark::State& state) {
+    const auto& window = screen().window;
+    gfx::ImageContext context(window->bounds().size, false, 0);
+    for (auto _ : state) {
+        context.clearRect(window->bounds());
+        window->renderInContext(context);
+        benchmark::DoNotOptimize(context.pixelAt(0, 0));
+    }
+    state.counters["views"] = screen().views;
+}
+BENCHMARK(BM_RenderOnly)->Unit(benchmark::kMillisecond);
+
 void BM_EncodeJpegQuality1(benchmark::State& state) {
     std::size_t bytes = 0;
     for (auto _ : state) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <any>
 
+#include "foundation/SingletonReset.h"
 #include "platform/PlatformLog.h"
 #include "platform/ui/Event.h"
 #include "platform/ui/Notifications.h"
@@ -15,23 +16,24 @@ namespace bdx::ui {
 
 namespace {
 
-std::shared_ptr<Application>& sharedApplication() {
+std::shared_ptr<Application>& applicationInstance() {
     static std::shared_ptr<Application> application;
     return application;
 }
 
 }  // namespace
 
-std::shared_ptr<Application> Application::shared() {
-    auto& application = sharedApplication();
+std::shared_ptr<Application> Application::sharedApplication() {
+    auto& application = applicationInstance();
     if (!application) {
         application = std::make_shared<Application>();
+        registerSingletonReset(&Application::reset);
     }
     return application;
 }
 
 void Application::reset() {
-    sharedApplication().reset();
+    applicationInstance().reset();
 }
 
 Application::Application() : Responder("UIApplication", "UIApplication") {}

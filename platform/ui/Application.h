@@ -38,7 +38,7 @@ inline constexpr BackgroundTaskIdentifier UIBackgroundTaskInvalid = 0;
 // Main thread only, like the rest of the model.
 class Application : public Responder {
   public:
-    static std::shared_ptr<Application> shared();
+    static std::shared_ptr<Application> sharedApplication();
     // Drops the shared instance (tests).
     static void reset();
 

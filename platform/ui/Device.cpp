@@ -5,6 +5,7 @@
 #include <system_error>
 #include <vector>
 
+#include "foundation/SingletonReset.h"
 #include "platform/host/Info.h"
 #include "platform/ui/Notifications.h"
 
@@ -33,6 +34,7 @@ std::shared_ptr<Device> Device::currentDevice() {
     auto& device = sharedDevice();
     if (!device) {
         device = std::make_shared<Device>();
+        registerSingletonReset(&Device::reset);
     }
     return device;
 }

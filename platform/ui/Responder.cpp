@@ -25,7 +25,7 @@ bool Responder::resignFirstResponder() {
 }
 
 bool Responder::isFirstResponder() const {
-    return Application::shared()->firstResponder().get() == this;
+    return Application::sharedApplication()->firstResponder().get() == this;
 }
 
 void Responder::touchesBegan(const TouchList& touches, const std::shared_ptr<Event>& event) {
@@ -66,7 +66,7 @@ void Responder::installDefaultMethods(Runtime& runtime) {
             if (!responder || !responder->canBecomeFirstResponder() || !responder->canTakeFocusNow()) {
                 return std::any(false);
             }
-            auto application = Application::shared();
+            auto application = Application::sharedApplication();
             auto current = application->firstResponder();
             if (current == responder) {
                 return std::any(true);
@@ -83,7 +83,7 @@ void Responder::installDefaultMethods(Runtime& runtime) {
                           if (!responder || !responder->canResignFirstResponder()) {
                               return std::any(false);
                           }
-                          auto application = Application::shared();
+                          auto application = Application::sharedApplication();
                           if (application->firstResponder() == responder) {
                               application->setFirstResponder(nullptr);
                           }

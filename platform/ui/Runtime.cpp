@@ -1,7 +1,11 @@
 #include "platform/ui/Runtime.h"
 
+#include <map>
 #include <mutex>
 
+#include "foundation/ClassRegistry.h"
+#include "foundation/Object.h"
+#include "foundation/SingletonReset.h"
 #include "platform/PlatformLog.h"
 #include "platform/ui/Application.h"
 #include "platform/ui/Responder.h"
@@ -67,12 +71,35 @@ bool inSystemNamespace(std::string_view name) {
     return name.starts_with("UI") || name.starts_with("NS") || name.starts_with("_");
 }
 
+// Which classes the host application defines; classes are process-wide, and so is this.
+struct ClassFlags {
+    std::mutex mutex;
+    std::map<std::string, bool, std::less<>> userDefined;
+};
+
+ClassFlags& classFlags() {
+    static ClassFlags* flags = new ClassFlags;
+    return *flags;
+}
+
+void defineBuiltInClasses() {
+    static std::once_flag once;
+    std::call_once(once, [] {
+        for (const auto& [name, superclass] : kBuiltInClasses) {
+            if (const ClassInfo* parent = ClassRegistry::classNamed(superclass)) {
+                ClassRegistry::defineClass(name, *parent);
+            }
+        }
+    });
+}
+
 }  // namespace
 
 std::shared_ptr<Runtime> Runtime::shared() {
     std::lock_guard lock(sharedMutex);
     if (!sharedRuntime) {
         sharedRuntime = std::make_shared<Runtime>();
+        registerSingletonReset(&Runtime::reset);
     }
     return sharedRuntime;
 }
@@ -86,9 +113,7 @@ void Runtime::reset() {
 }
 
 Runtime::Runtime() {
-    for (const auto& [name, superclass] : kBuiltInClasses) {
-        registerClass(name, superclass, false);
-    }
+    defineBuiltInClasses();
     Responder::installDefaultMethods(*this);
     Application::installDefaultMethods(*this);
     Window::installDefaultMethods(*this);
@@ -97,71 +122,83 @@ Runtime::Runtime() {
 
 bool Runtime::registerClass(const std::string& name, const std::string& superclass,
                             std::optional<bool> userDefined) {
+    defineBuiltInClasses();
     if (name.empty()) {
         platformLog("ui", "a class needs a name");
         return false;
     }
-    std::unique_lock lock(mutex_);
-    if (auto found = classes_.find(name); found != classes_.end()) {
-        if (found->second.superclass != superclass) {
-            platformLog("ui", "class " + name + " is already registered under '" + found->second.superclass +
+    if (const ClassInfo* known = ClassRegistry::classNamed(name)) {
+        const std::string knownSuperclass = known->superclass ? known->superclass->name : std::string();
+        if (knownSuperclass != superclass) {
+            platformLog("ui", "class " + name + " is already registered under '" + knownSuperclass +
                                   "'; kept that, not '" + superclass + "'");
         }
         return false;
     }
-    if (!superclass.empty() && !classes_.contains(superclass)) {
+    const ClassInfo* parent = ClassRegistry::classNamed(superclass);
+    if (!parent) {
         platformLog("ui", "class " + name + " names an unknown superclass '" + superclass + "'");
         return false;
     }
-    // A new name cannot close a cycle: its superclass chain exists already and does not hold it.
-    classes_.emplace(name, ClassEntry{superclass, userDefined.value_or(!inSystemNamespace(name))});
+    {
+        auto& flags = classFlags();
+        std::lock_guard lock(flags.mutex);
+        flags.userDefined[name] = userDefined.value_or(!inSystemNamespace(name));
+    }
+    ClassRegistry::defineClass(name, *parent);
     return true;
 }
 
-bool Runtime::isClassRegistered(std::string_view name) const {
-    std::shared_lock lock(mutex_);
-    return classes_.find(name) != classes_.end();
+const ClassInfo& Runtime::classNamed(const std::string& name, std::string_view kindOf) {
+    defineBuiltInClasses();
+    if (const ClassInfo* known = ClassRegistry::classNamed(name)) {
+        return *known;
+    }
+    if (!registerClass(name, std::string(kindOf))) {
+        registerClass(name, Object::staticClassInfo().name);
+    }
+    const ClassInfo* made = ClassRegistry::classNamed(name);
+    return made ? *made : Object::staticClassInfo();
 }
 
-std::string Runtime::superclassOf(std::string_view name) const {
-    std::shared_lock lock(mutex_);
-    auto found = classes_.find(name);
-    return found == classes_.end() ? std::string() : found->second.superclass;
+bool Runtime::isClassRegistered(std::string_view name) {
+    defineBuiltInClasses();
+    return ClassRegistry::classNamed(name) != nullptr;
 }
 
-std::vector<std::string> Runtime::classChain(std::string_view name) const {
-    std::shared_lock lock(mutex_);
+std::string Runtime::superclassOf(std::string_view name) {
+    defineBuiltInClasses();
+    const ClassInfo* info = ClassRegistry::classNamed(name);
+    return info && info->superclass ? info->superclass->name : std::string();
+}
+
+std::vector<std::string> Runtime::classChain(std::string_view name) {
+    defineBuiltInClasses();
     std::vector<std::string> chain;
-    auto found = classes_.find(name);
-    while (found != classes_.end()) {
-        chain.push_back(found->first);
-        found = found->second.superclass.empty() ? classes_.end() : classes_.find(found->second.superclass);
+    for (const ClassInfo* info = ClassRegistry::classNamed(name); info; info = info->superclass) {
+        chain.push_back(info->name);
     }
     return chain;
 }
 
-bool Runtime::isSubclassOf(std::string_view name, std::string_view ancestor) const {
-    std::shared_lock lock(mutex_);
-    auto found = classes_.find(name);
-    while (found != classes_.end()) {
-        if (found->first == ancestor) {
-            return true;
-        }
-        found = found->second.superclass.empty() ? classes_.end() : classes_.find(found->second.superclass);
-    }
-    return false;
+bool Runtime::isSubclassOf(std::string_view name, std::string_view ancestor) {
+    defineBuiltInClasses();
+    const ClassInfo* info = ClassRegistry::classNamed(name);
+    return info && info->isKindOf(ancestor);
 }
 
-bool Runtime::isUserDefined(std::string_view name) const {
-    std::shared_lock lock(mutex_);
-    auto found = classes_.find(name);
-    return found != classes_.end() && found->second.userDefined;
+bool Runtime::isUserDefined(std::string_view name) {
+    auto& flags = classFlags();
+    std::lock_guard lock(flags.mutex);
+    auto found = flags.userDefined.find(name);
+    return found != flags.userDefined.end() && found->second;
 }
 
 std::shared_ptr<const Implementation> Runtime::lookup(std::string_view className, std::string_view selector,
                                                       std::string* holder) const {
-    // Called with the lock held.
+    // Called with the table's lock held; the class registry has a lock of its own.
     Key key{std::string(className), std::string(selector)};
+    const ClassInfo* info = ClassRegistry::classNamed(className);
     while (true) {
         if (auto method = methods_.find(key); method != methods_.end()) {
             if (holder) {
@@ -169,11 +206,11 @@ std::shared_ptr<const Implementation> Runtime::lookup(std::string_view className
             }
             return method->second;
         }
-        auto entry = classes_.find(key.first);
-        if (entry == classes_.end() || entry->second.superclass.empty()) {
+        info = info ? info->superclass : nullptr;
+        if (!info) {
             return nullptr;
         }
-        key.first = entry->second.superclass;
+        key.first = info->name;
     }
 }
 

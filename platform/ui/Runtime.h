@@ -11,6 +11,10 @@
 #include <utility>
 #include <vector>
 
+namespace bdx {
+struct ClassInfo;
+}
+
 namespace bdx::ui {
 
 class RuntimeObject;
@@ -48,20 +52,24 @@ class Runtime {
     Runtime(const Runtime&) = delete;
     Runtime& operator=(const Runtime&) = delete;
 
-    // Classes. A name is registered once; registering it again, or under a superclass that would make
-    // a cycle or that is unknown, is refused (and logged when it conflicts). Without an explicit
-    // `userDefined`, names in the platform's own namespaces (starting with "UI", "NS" or "_") are the
-    // system's and every other name belongs to the host application.
-    bool registerClass(const std::string& name, const std::string& superclass,
-                       std::optional<bool> userDefined = std::nullopt);
-    bool isClassRegistered(std::string_view name) const;
+    // Classes live in the process's class registry and, as on the platform, are never unloaded:
+    // dropping the shared Runtime resets the method table only. A name is registered once;
+    // registering it again, or under an unknown superclass, is refused (and logged when it
+    // conflicts). Without an explicit `userDefined`, names in the platform's own namespaces (starting
+    // with "UI", "NS" or "_") are the system's and every other name belongs to the host application.
+    static bool registerClass(const std::string& name, const std::string& superclass,
+                              std::optional<bool> userDefined = std::nullopt);
+    // The class of that name, registered first as a kind of `kindOf` when it is new (an unknown
+    // `kindOf` is logged and taken as the root class).
+    static const ClassInfo& classNamed(const std::string& name, std::string_view kindOf);
+    static bool isClassRegistered(std::string_view name);
     // Empty for a root class or an unknown one.
-    std::string superclassOf(std::string_view name) const;
+    static std::string superclassOf(std::string_view name);
     // The class itself, then each superclass up to the root.
-    std::vector<std::string> classChain(std::string_view name) const;
-    bool isSubclassOf(std::string_view name, std::string_view ancestor) const;
+    static std::vector<std::string> classChain(std::string_view name);
+    static bool isSubclassOf(std::string_view name, std::string_view ancestor);
     // Whether the host application defines the class (the platform's "its bundle is the main bundle").
-    bool isUserDefined(std::string_view name) const;
+    static bool isUserDefined(std::string_view name);
 
     // Methods. The method a class answers with, found through its superclass chain, or nothing.
     std::optional<Method> instanceMethod(std::string_view className, std::string_view selector) const;
@@ -83,17 +91,12 @@ class Runtime {
                   const Arguments& arguments = {}) const;
 
   private:
-    struct ClassEntry {
-        std::string superclass;
-        bool userDefined = false;
-    };
     using Key = std::pair<std::string, std::string>;
 
     std::shared_ptr<const Implementation> lookup(std::string_view className, std::string_view selector,
                                                  std::string* holder) const;
 
     mutable std::shared_mutex mutex_;
-    std::map<std::string, ClassEntry, std::less<>> classes_;
     std::map<Key, std::shared_ptr<const Implementation>> methods_;
 };
 

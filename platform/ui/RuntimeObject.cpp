@@ -1,37 +1,16 @@
 #include "platform/ui/RuntimeObject.h"
 
-#include <cstdio>
-
 #include "platform/ui/Runtime.h"
 
 namespace bdx::ui {
 
-RuntimeObject::RuntimeObject(std::string className, std::string_view superclass)
-    : className_(std::move(className)) {
-    auto runtime = Runtime::shared();
-    if (!runtime->isClassRegistered(className_)) {
-        runtime->registerClass(className_, std::string(superclass));
-    }
-}
+RuntimeObject::RuntimeObject(const std::string& className, std::string_view superclass)
+    : classInfo_(&Runtime::classNamed(className, superclass)) {}
 
 RuntimeObject::~RuntimeObject() = default;
 
-std::string RuntimeObject::superclassName() const {
-    return Runtime::shared()->superclassOf(className_);
-}
-
-bool RuntimeObject::isKindOf(std::string_view name) const {
-    return className_ == name || Runtime::shared()->isSubclassOf(className_, name);
-}
-
 bool RuntimeObject::respondsToSelector(std::string_view selector) const {
-    return Runtime::shared()->respondsToSelector(className_, selector);
-}
-
-std::string RuntimeObject::description() const {
-    char address[32];
-    std::snprintf(address, sizeof address, "%p", static_cast<const void*>(this));
-    return "<" + className_ + ": " + address + ">";
+    return Runtime::shared()->respondsToSelector(className(), selector);
 }
 
 void RuntimeObject::setAssociatedValue(const std::string& key, std::any value) {

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "foundation/Object.h"
+
 namespace bdx::ui {
 
 class RuntimeObject;
@@ -23,28 +25,22 @@ struct InstanceVariable {
 };
 
 // Base of every object of the host model that has a run-time class: views, windows, controllers,
-// the application, events, touches, gesture recognizers and constraints. The class name is per
-// object, so a host can script classes of its own ("MyPrivateView", a kind of "UIView") without
-// writing C++; kind tests walk the class table of the Runtime.
+// the application, events, touches, gesture recognizers and constraints. The class is per object and
+// lives in the process's class registry, so a host can script classes of its own ("MyPrivateView", a
+// kind of "UIView") without writing C++, and kind tests (isKindOf, isMemberOf, superclassName) work
+// as for every other object of the library.
 //
 // Like the platform's interface classes, the model is not thread-safe: it is built, changed and read
 // on the main thread only.
-class RuntimeObject : public std::enable_shared_from_this<RuntimeObject> {
+class RuntimeObject : public Object, public std::enable_shared_from_this<RuntimeObject> {
   public:
-    virtual ~RuntimeObject();
+    ~RuntimeObject() override;
     RuntimeObject(const RuntimeObject&) = delete;
     RuntimeObject& operator=(const RuntimeObject&) = delete;
 
-    const std::string& className() const { return className_; }
-    // The class this object's class derives from; empty for a root class.
-    std::string superclassName() const;
-    // True when the object's class is `name` or derives from it.
-    bool isKindOf(std::string_view name) const;
-    bool isMemberOf(std::string_view name) const { return className_ == name; }
+    const ClassInfo& classInfo() const override { return *classInfo_; }
     // Whether the method table holds an implementation of the selector for this object's class.
     bool respondsToSelector(std::string_view selector) const;
-    // "<ClassName: 0x...>", as the platform describes an object.
-    virtual std::string description() const;
 
     // Values hung on the object under a key by code that does not own its class.
     void setAssociatedValue(const std::string& key, std::any value);
@@ -67,12 +63,12 @@ class RuntimeObject : public std::enable_shared_from_this<RuntimeObject> {
     std::string propertyAttributes(std::string_view name) const;
 
   protected:
-    // Registers `className` under `superclass` in the Runtime's class table when it is not known yet;
-    // a name already known keeps its first registration.
-    RuntimeObject(std::string className, std::string_view superclass);
+    // Registers `className` as a kind of `superclass` when it is not known yet; a name already known
+    // keeps its first registration.
+    RuntimeObject(const std::string& className, std::string_view superclass);
 
   private:
-    std::string className_;
+    const ClassInfo* classInfo_;
     std::map<std::string, std::any, std::less<>> associated_;
     std::vector<InstanceVariable> instanceVariables_;
 };

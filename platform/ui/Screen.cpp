@@ -1,5 +1,6 @@
 #include "platform/ui/Screen.h"
 
+#include "foundation/SingletonReset.h"
 #include "platform/PlatformLog.h"
 #include "platform/gfx/ImageContext.h"
 #include "platform/ui/Application.h"
@@ -19,6 +20,7 @@ std::shared_ptr<Screen> Screen::mainScreen() {
     auto& screen = sharedScreen();
     if (!screen) {
         screen = std::make_shared<Screen>();
+        registerSingletonReset(&Screen::reset);
     }
     return screen;
 }
@@ -33,7 +35,7 @@ Screen::Screen() {
 }
 
 gfx::Rect Screen::bounds() const {
-    const auto orientation = Application::shared()->statusBarOrientation();
+    const auto orientation = Application::sharedApplication()->statusBarOrientation();
     if (orientation == InterfaceOrientation::LandscapeLeft ||
         orientation == InterfaceOrientation::LandscapeRight) {
         return {0, 0, size_.height, size_.width};

@@ -278,7 +278,7 @@ void View::moveToWindow(const std::shared_ptr<Window>& oldWindow) {
     }
     // A responder that left every window cannot keep the focus.
     if (!newWindow && isFirstResponder()) {
-        Application::shared()->setFirstResponder(nullptr);
+        Application::sharedApplication()->setFirstResponder(nullptr);
     }
     didMoveToWindow();
     for (const auto& subview : std::vector(subviews_)) {

@@ -43,7 +43,9 @@ struct LayerGeometry {
 // coordinates, the transform turns about the anchor point, and `frame` is the bounding box of the
 // transformed bounds in the superview. A scroll view's content offset is its bounds origin.
 //
-// Main thread only, like the rest of the model.
+// Views (like every object of the model) live in std::shared_ptr, made by make() or
+// std::make_shared: the tree hands out shared references to them. Main thread only, like the rest of
+// the model.
 class View : public Responder {
   public:
     // A view of the class `className`. A class not known yet is registered as a kind of `kindOf`
@@ -64,7 +66,7 @@ class View : public Responder {
     // puts it and the bounds keep their size.
     virtual void setFrame(const gfx::Rect& frame);
     gfx::Rect bounds(LayerTree tree = LayerTree::Model) const;
-    void setBounds(const gfx::Rect& bounds);
+    virtual void setBounds(const gfx::Rect& bounds);
     gfx::Point center(LayerTree tree = LayerTree::Model) const;
     void setCenter(gfx::Point center);
     gfx::AffineTransform transform(LayerTree tree = LayerTree::Model) const;

@@ -74,12 +74,12 @@ void Window::orderFront() {
 }
 
 bool Window::isKeyWindow() const {
-    return Application::shared()->keyWindow().get() == this;
+    return Application::sharedApplication()->keyWindow().get() == this;
 }
 
 void Window::makeKeyWindow() {
     auto self = std::static_pointer_cast<Window>(shared_from_this());
-    auto previous = Application::shared()->keyWindow();
+    auto previous = Application::sharedApplication()->keyWindow();
     if (previous == self) {
         return;
     }
@@ -160,7 +160,7 @@ std::shared_ptr<Responder> Window::nextResponder() const {
     if (auto controller = viewController()) {
         return controller;
     }
-    return Application::shared();
+    return Application::sharedApplication();
 }
 
 void Window::deliver(const std::shared_ptr<Event>& event) {
@@ -168,7 +168,7 @@ void Window::deliver(const std::shared_ptr<Event>& event) {
         if (event->type() != EventType::Motion) {
             return;
         }
-        std::shared_ptr<Responder> target = Application::shared()->firstResponder();
+        std::shared_ptr<Responder> target = Application::sharedApplication()->firstResponder();
         auto targetView = std::dynamic_pointer_cast<View>(target);
         if (!target || (targetView && targetView->window().get() != this)) {
             target = std::static_pointer_cast<Responder>(shared_from_this());
@@ -248,7 +248,7 @@ void Window::installDefaultMethods(Runtime& runtime) {
     runtime.addMethod("UIWindow", "becomeKeyWindow",
                       [](const std::shared_ptr<RuntimeObject>& self, const std::string&, const Arguments&) {
                           if (auto window = std::dynamic_pointer_cast<Window>(self)) {
-                              Application::shared()->setKeyWindow(window);
+                              Application::sharedApplication()->setKeyWindow(window);
                               postNotification(UIWindowDidBecomeKeyNotification, window);
                           }
                           return std::any();
@@ -256,7 +256,7 @@ void Window::installDefaultMethods(Runtime& runtime) {
     runtime.addMethod("UIWindow", "resignKeyWindow",
                       [](const std::shared_ptr<RuntimeObject>& self, const std::string&, const Arguments&) {
                           if (auto window = std::dynamic_pointer_cast<Window>(self)) {
-                              auto application = Application::shared();
+                              auto application = Application::sharedApplication();
                               if (application->keyWindow() == window) {
                                   application->setKeyWindow(nullptr);
                               }

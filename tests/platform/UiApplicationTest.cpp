@@ -33,7 +33,7 @@ std::vector<std::shared_ptr<Window>> windowsOf(std::initializer_list<std::shared
 }
 
 TEST_F(UiApplicationTest, WindowsAreListedBackToFrontByLevelThenOrder) {
-    auto app = Application::shared();
+    auto app = Application::sharedApplication();
     auto alert = Window::make({0, 0, 10, 10});
     alert->setWindowLevel(UIWindowLevelAlert);
     auto main = Window::make({0, 0, 10, 10});
@@ -66,14 +66,14 @@ TEST_F(UiApplicationTest, HidingTheKeyWindowResignsIt) {
     second->makeKeyAndVisible();
     EXPECT_FALSE(first->isKeyWindow());
     second->setHidden(true);
-    EXPECT_EQ(Application::shared()->keyWindow(), nullptr);
+    EXPECT_EQ(Application::sharedApplication()->keyWindow(), nullptr);
     EXPECT_FALSE(first->isKeyWindow());
     first->makeKeyWindow();
     EXPECT_TRUE(first->isKeyWindow());
 }
 
 TEST_F(UiApplicationTest, OneFirstResponderAtATime) {
-    auto app = Application::shared();
+    auto app = Application::sharedApplication();
     auto window = keyWindow();
     auto name = std::make_shared<TextField>();
     auto email = std::make_shared<TextField>();
@@ -104,7 +104,7 @@ TEST_F(UiApplicationTest, OneFirstResponderAtATime) {
 }
 
 TEST_F(UiApplicationTest, LifeCycleStatesAndBackgroundTasks) {
-    auto app = Application::shared();
+    auto app = Application::sharedApplication();
     EXPECT_EQ(app->applicationState(), ApplicationState::Inactive);
     app->becomeActive();
     EXPECT_EQ(app->applicationState(), ApplicationState::Active);
@@ -146,7 +146,7 @@ TEST_F(UiApplicationTest, ScreenTurnsWithTheInterfaceAndSetsTheDrawingScale) {
     screen->setScale(3);
     screen->setNativeScale(2.608);
     EXPECT_EQ(screen->bounds(), (Rect{0, 0, 375, 667}));
-    Application::shared()->setStatusBarOrientation(InterfaceOrientation::LandscapeLeft);
+    Application::sharedApplication()->setStatusBarOrientation(InterfaceOrientation::LandscapeLeft);
     EXPECT_EQ(screen->bounds(), (Rect{0, 0, 667, 375}));
     EXPECT_EQ(screen->fixedCoordinateSpaceBounds(), (Rect{0, 0, 375, 667}));
     EXPECT_DOUBLE_EQ(screen->nativeScale(), 2.608);

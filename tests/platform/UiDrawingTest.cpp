@@ -52,7 +52,7 @@ std::uint32_t pixelAt(const ImageContext& context, double x, double y) {
 // transform about its anchor point), then its hierarchy as the screen shows it.
 void drawScreen(ImageContext& context) {
     gfx::pushContext(context);
-    for (const auto& window : Application::shared()->windows()) {
+    for (const auto& window : Application::sharedApplication()->windows()) {
         if (window->isHidden()) {
             continue;
         }

@@ -79,7 +79,7 @@ TEST_F(UiEventTest, TouchesReachTheirRecognizersBeforeTheirView) {
     EXPECT_EQ(first->view(), button);
     EXPECT_EQ(first->gestureRecognizers(), (std::vector<std::shared_ptr<GestureRecognizer>>{own, outer}));
     auto event = Event::touchesEvent({first, second});
-    Application::shared()->sendEvent(event);
+    Application::sharedApplication()->sendEvent(event);
     EXPECT_EQ(log, (std::vector<std::string>{"own began:2", "outer began:2", "view began:2"}));
     EXPECT_EQ(own->numberOfTouches(), 2u);
 
@@ -87,7 +87,7 @@ TEST_F(UiEventTest, TouchesReachTheirRecognizersBeforeTheirView) {
     log.clear();
     first->end();
     second->setPhase(TouchPhase::Stationary);
-    Application::shared()->sendEvent(event);
+    Application::sharedApplication()->sendEvent(event);
     EXPECT_EQ(log, (std::vector<std::string>{"own ended:1", "outer ended:1", "view ended:1"}));
 }
 
@@ -105,7 +105,7 @@ TEST_F(UiEventTest, EachWindowGetsTheTouchesInIt) {
 
     auto event = Event::touchesEvent(
         {Touch::began(bottom, {10, 10}), Touch::began(top, {10, 10}), Touch::began(top, {20, 20})});
-    Application::shared()->sendEvent(event);
+    Application::sharedApplication()->sendEvent(event);
     EXPECT_EQ(a->log, std::vector<std::string>{"began:1"});
     EXPECT_EQ(b->log, std::vector<std::string>{"began:2"});
     EXPECT_EQ(event->touchesForWindow(*top).size(), 2u);
@@ -143,16 +143,16 @@ TEST_F(UiEventTest, MotionGoesToTheFirstResponderOfTheKeyWindow) {
     EXPECT_EQ(shake->subtype(), EventSubtype::MotionShake);
     EXPECT_EQ(shake->className(), "UIMotionEvent");
 
-    Application::shared()->sendEvent(shake);
+    Application::sharedApplication()->sendEvent(shake);
     EXPECT_TRUE(field->log.empty());
     ASSERT_TRUE(field->becomeFirstResponder());
-    Application::shared()->sendEvent(shake);
+    Application::sharedApplication()->sendEvent(shake);
     EXPECT_EQ(field->log, std::vector<std::string>{"motion"});
 
     // An event of a class the host scripts is a kind of UIEvent and goes through like any other.
     auto internal = Event::make("UIInternalEvent", EventType::Touches);
     EXPECT_TRUE(internal->isKindOf("UIEvent"));
-    Application::shared()->sendEvent(internal);
+    Application::sharedApplication()->sendEvent(internal);
     EXPECT_EQ(field->log.size(), 1u);
 }
 
@@ -187,7 +187,7 @@ TEST_F(UiEventTest, RecognizerStatesCallTheActionsAndDisablingCancels) {
     view->addGestureRecognizer(pan);
     EXPECT_EQ(pan->view(), view);
     auto touch = Touch::began(window, {10, 20});
-    Application::shared()->sendEvent(Event::touchesEvent({touch}));
+    Application::sharedApplication()->sendEvent(Event::touchesEvent({touch}));
     EXPECT_EQ(pan->state(), GestureRecognizerState::Possible);
     EXPECT_EQ(pan->locationInView(view), (Point{10, 20}));
 }

@@ -59,8 +59,10 @@ TEST_F(UiRuntimeTest, KindsFollowTheClassChainOfEveryObject) {
 }
 
 TEST_F(UiRuntimeTest, ClassTableRefusesConflictsAndTellsHostClassesFromSystemOnes) {
+    // Classes are never unloaded: a name is new only the first time the process sees it.
     auto runtime = Runtime::shared();
-    EXPECT_TRUE(runtime->registerClass("ProfileHeaderView", "UIView"));
+    const bool wasKnown = runtime->isClassRegistered("ProfileHeaderView");
+    EXPECT_NE(runtime->registerClass("ProfileHeaderView", "UIView"), wasKnown);
     // A name keeps its first superclass; an unknown superclass is refused.
     EXPECT_FALSE(runtime->registerClass("ProfileHeaderView", "UILabel"));
     EXPECT_EQ(runtime->superclassOf("ProfileHeaderView"), "UIView");
@@ -120,7 +122,7 @@ TEST_F(UiRuntimeTest, ReplacedSendEventThatCallsThePreviousOneDeliversExactlyOnc
         });
     ASSERT_TRUE(*previous);
 
-    Application::shared()->sendEvent(tap.event);
+    Application::sharedApplication()->sendEvent(tap.event);
     EXPECT_EQ(seen, std::vector<std::shared_ptr<Event>>{tap.event});
     EXPECT_EQ(tap.view->log, std::vector<std::string>{"began:1"});
 
@@ -129,7 +131,7 @@ TEST_F(UiRuntimeTest, ReplacedSendEventThatCallsThePreviousOneDeliversExactlyOnc
     auto hook = runtime->setImplementation(method, *previous);
     EXPECT_TRUE(hook);
     tap.event->allTouches()[0]->end();
-    Application::shared()->sendEvent(tap.event);
+    Application::sharedApplication()->sendEvent(tap.event);
     EXPECT_EQ(seen.size(), 1u);
     EXPECT_EQ(tap.view->log, (std::vector<std::string>{"began:1", "ended:1"}));
 }
@@ -143,12 +145,12 @@ TEST_F(UiRuntimeTest, ReplacementThatSkipsThePreviousImplementationSwallowsTheEv
             ++windowEvents;
             return std::any();
         });
-    Application::shared()->sendEvent(tap.event);
+    Application::sharedApplication()->sendEvent(tap.event);
     EXPECT_EQ(windowEvents, 1);
     EXPECT_TRUE(tap.view->log.empty());
 
     runtime->replace("UIWindow", "sendEvent:", previousWindow);
-    Application::shared()->sendEvent(tap.event);
+    Application::sharedApplication()->sendEvent(tap.event);
     EXPECT_EQ(windowEvents, 1);
     EXPECT_EQ(tap.view->log, std::vector<std::string>{"began:1"});
 }
@@ -182,7 +184,7 @@ TEST_F(UiRuntimeTest, KeyWindowStateIsTheDefaultImplementationsWork) {
     runtime->replace("UIWindow", "becomeKeyWindow",
                      [](const auto&, const auto&, const auto&) { return std::any(); });
     first->makeKeyWindow();
-    EXPECT_EQ(Application::shared()->keyWindow(), nullptr);
+    EXPECT_EQ(Application::sharedApplication()->keyWindow(), nullptr);
 }
 
 TEST_F(UiRuntimeTest, ViewDidAppearReachesTheHookForRootPushedAndPresentedControllers) {

@@ -17,19 +17,10 @@
 
 namespace bdx::ui::testing {
 
-// Every test of the model starts from a fresh application, screen, device and method table.
+// Tests of the model. Each starts from a fresh application, screen, device and method table: the
+// test main drops every singleton after each test.
 class UiModelTest : public ::testing::Test {
   protected:
-    void SetUp() override { resetModel(); }
-    void TearDown() override { resetModel(); }
-
-    static void resetModel() {
-        Application::reset();
-        Screen::reset();
-        Device::reset();
-        Runtime::reset();
-    }
-
     // A visible key window over the whole default screen.
     static std::shared_ptr<Window> keyWindow() {
         auto window = Window::make(Screen::mainScreen()->bounds());
