@@ -194,7 +194,7 @@ bool BDXInspector::isIphoneX() {
 }
 
 bool BDXInspector::isLandscape() {
-    auto orientation = Application::shared()->statusBarOrientation();
+    auto orientation = Application::sharedApplication()->statusBarOrientation();
     return orientation == bdx::ui::InterfaceOrientation::LandscapeRight ||
            orientation == bdx::ui::InterfaceOrientation::LandscapeLeft;
 }
@@ -263,7 +263,7 @@ std::string BDXInspector::getBundleIdentifier() {
 }
 
 bool BDXInspector::isAppInActive() {
-    return Application::shared()->applicationState() == bdx::ui::ApplicationState::Inactive;
+    return Application::sharedApplication()->applicationState() == bdx::ui::ApplicationState::Inactive;
 }
 
 std::string BDXInspector::getSupportedMaxOS() {
@@ -397,7 +397,7 @@ std::optional<std::string> BDXInspector::getScreenOrientation() {
     if (!bdx::isMainThread()) {
         return "Unknown";
     }
-    switch (static_cast<int>(Application::shared()->statusBarOrientation())) {
+    switch (static_cast<int>(Application::sharedApplication()->statusBarOrientation())) {
         case 0:
             return "Unknown";
         case 1:
@@ -456,7 +456,7 @@ std::shared_ptr<ViewController> BDXInspector::topEffectiveStatusBarStyleViewCont
 }
 
 std::shared_ptr<View> BDXInspector::tabBarInViewHierarchy() {
-    for (const auto& window : Application::shared()->windows()) {
+    for (const auto& window : Application::sharedApplication()->windows()) {
         auto top = topViewControllerInWindow(window);
         if (!top) {
             continue;
@@ -514,7 +514,7 @@ std::shared_ptr<Window> BDXInspector::applicationWindow() {
 }
 
 std::shared_ptr<Window> BDXInspector::getKeyWindow() {
-    auto application = Application::shared();
+    auto application = Application::sharedApplication();
     if (auto delegateWindow = application->delegateWindow()) {
         return delegateWindow;
     }
@@ -533,7 +533,7 @@ std::shared_ptr<Window> BDXInspector::getKeyWindow() {
 }
 
 std::vector<std::shared_ptr<Window>> BDXInspector::applicationWindows() {
-    auto application = Application::shared();
+    auto application = Application::sharedApplication();
     std::vector<std::shared_ptr<Window>> windows = application->windows();
     auto key = application->keyWindow();
     if (key && std::find(windows.begin(), windows.end(), key) == windows.end()) {
@@ -599,7 +599,7 @@ double BDXInspector::windowLevelForSDKWindow() {
 
 std::int32_t BDXInspector::maxApplicationWindowLevel() {
     std::int32_t highest = 0;
-    for (const auto& window : Application::shared()->windows()) {
+    for (const auto& window : Application::sharedApplication()->windows()) {
         if (window->isMemberOf("UITextEffectsWindow") || isFloatingButtonWindow(window) ||
             window->isHidden() || window->windowLevel() >= kSystemWindowLevelFloor) {
             continue;

@@ -102,7 +102,7 @@ TEST_F(InspectorWindows, KeyWindowIsTheDelegatesOrTheFirstHostWindowBelowAlerts)
     EXPECT_EQ(BDXInspector::getKeyWindow(), host) << "with the key window left out, windows go back to front";
 
     auto delegateWindow = window(bdx::ui::UIWindowLevelAlert + 5);
-    Application::shared()->setDelegateWindow(delegateWindow);
+    Application::sharedApplication()->setDelegateWindow(delegateWindow);
     EXPECT_EQ(BDXInspector::getKeyWindow(), delegateWindow)
         << "the delegate's window wins whatever its level";
     EXPECT_EQ(BDXInspector::applicationWindow(), delegateWindow);
@@ -358,7 +358,7 @@ TEST_F(InspectorScreen, DisplayZoomAndScaleTexts) {
 }
 
 TEST_F(InspectorScreen, OrientationAndDeviceRect) {
-    auto application = Application::shared();
+    auto application = Application::sharedApplication();
     application->setStatusBarOrientation(bdx::ui::InterfaceOrientation::PortraitUpsideDown);
     EXPECT_EQ(BDXInspector::getScreenOrientation(), "Portrait");
     EXPECT_FALSE(BDXInspector::isLandscape());
