@@ -1,17 +1,42 @@
 #include "Logging/BDXInspector.h"
 
+#include <sys/syscall.h>
+#include <unicode/uloc.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <fstream>
 #include <mutex>
+#include <nlohmann/json.hpp>
 #include <string_view>
 
 #include "archives/MD5String.h"
 #include "core/BDXDataStore.h"
 #include "core/BDXDefaults.h"
 #include "foundation/Clock.h"
+#include "foundation/DispatchQueue.h"
+#include "foundation/NumericCompare.h"
+#include "foundation/RunLoop.h"
 #include "foundation/SingletonReset.h"
+#include "foundation/StringWithFormat.h"
+#include "foundation/UserDefaults.h"
 #include "platform/host/Info.h"
+#include "platform/ui/Application.h"
+#include "platform/ui/Device.h"
+#include "platform/ui/NavigationController.h"
+#include "platform/ui/Screen.h"
+#include "platform/ui/TabBarController.h"
+#include "platform/ui/View.h"
+#include "platform/ui/ViewController.h"
+#include "platform/ui/Window.h"
+
+using bdx::ui::Application;
+using bdx::ui::Screen;
+using bdx::ui::View;
+using bdx::ui::ViewController;
+using bdx::ui::Window;
 
 namespace {
 
@@ -23,6 +48,61 @@ std::atomic<int>& debuggerOverride() {
 
 bool isUsable(const std::optional<std::string>& text) {
     return text && !text->empty();
+}
+
+constexpr const char* kSavedSDKVersionKey = "BDXUserDefaultKeyBrindlexSDKVersion";
+// Windows at this level or above belong to the system, not to the application.
+constexpr double kSystemWindowLevelFloor = 2100;
+// A controller chain this deep can only be a cycle in a scripted model.
+constexpr int kMaximumControllerDepth = 1000;
+
+std::string systemVersion() {
+    return bdx::host::Info::shared()->systemVersion();
+}
+
+// The walk to the controller on screen: visible controller of a navigation controller, selected one
+// of a tab bar controller, last child, presented controller, until none applies.
+std::shared_ptr<ViewController> walkToTop(std::shared_ptr<ViewController> controller) {
+    for (int depth = 0; controller && depth < kMaximumControllerDepth; ++depth) {
+        std::shared_ptr<ViewController> next;
+        if (auto navigation = std::dynamic_pointer_cast<bdx::ui::NavigationController>(controller)) {
+            next = navigation->visibleViewController();
+        } else if (auto tabs = std::dynamic_pointer_cast<bdx::ui::TabBarController>(controller)) {
+            next = tabs->selectedViewController();
+        } else if (!controller->childViewControllers().empty()) {
+            next = controller->childViewControllers().back();
+        } else {
+            next = controller->presentedViewController();
+        }
+        if (!next) {
+            break;
+        }
+        controller = std::move(next);
+    }
+    return controller;
+}
+
+// A POSIX locale name ("pt_BR.UTF-8@euro") as a language tag ("pt-BR"); nothing for the C locale.
+std::optional<std::string> languageTag(std::string name) {
+    name = name.substr(0, name.find_first_of(".@"));
+    if (name.empty() || name == "C" || name == "POSIX") {
+        return std::nullopt;
+    }
+    char tag[ULOC_FULLNAME_CAPACITY] = {};
+    UErrorCode status = U_ZERO_ERROR;
+    uloc_toLanguageTag(name.c_str(), tag, sizeof tag, false, &status);
+    if (U_FAILURE(status) || tag[0] == '\0' || std::string(tag) == "und") {
+        return std::nullopt;
+    }
+    return std::string(tag);
+}
+
+double screenScale() {
+    return Screen::mainScreen()->scale();
+}
+
+double screenNativeScale() {
+    return Screen::mainScreen()->nativeScale();
 }
 
 // Linux tells the tracer of a process in its status file; 0 is none.
@@ -96,4 +176,435 @@ void BDXInspector::overrideDebuggerAttached(std::optional<bool> attached) {
     if (attached) {
         bdx::registerSingletonReset([] { debuggerOverride() = -1; });
     }
+}
+
+// Device.
+
+bool BDXInspector::isPhone() {
+    return bdx::ui::Device::currentDevice()->userInterfaceIdiom() == bdx::ui::UserInterfaceIdiom::Phone;
+}
+
+bool BDXInspector::isIPad() {
+    return bdx::ui::Device::currentDevice()->userInterfaceIdiom() == bdx::ui::UserInterfaceIdiom::Pad;
+}
+
+bool BDXInspector::isIphoneX() {
+    std::string model = getDeviceModel();
+    return model == "iPhone10,3" || model == "iPhone10,6";
+}
+
+bool BDXInspector::isLandscape() {
+    auto orientation = Application::sharedApplication()->statusBarOrientation();
+    return orientation == bdx::ui::InterfaceOrientation::LandscapeRight ||
+           orientation == bdx::ui::InterfaceOrientation::LandscapeLeft;
+}
+
+std::string BDXInspector::getDeviceModel() {
+    return bdx::host::Info::shared()->model();
+}
+
+std::string BDXInspector::getiOSVersion() {
+    return bdx::stringWithFormat("iOS %@", systemVersion());
+}
+
+bool BDXInspector::iOSVersionIsLessThan(const std::string& version) {
+    return bdx::compareNumerically(version, systemVersion()) > 0;
+}
+
+bool BDXInspector::iOSVersionHasPrefix(const std::string& prefix) {
+    return systemVersion().rfind(prefix, 0) == 0;
+}
+
+std::string BDXInspector::getSystemLocale() {
+    // LANGUAGE is the user's list of preferred languages; the others name one locale each.
+    if (const char* list = std::getenv("LANGUAGE"); list != nullptr && *list != '\0') {
+        std::string languages = list;
+        std::size_t start = 0;
+        while (start <= languages.size()) {
+            std::size_t end = languages.find(':', start);
+            if (end == std::string::npos) {
+                end = languages.size();
+            }
+            if (auto tag = languageTag(languages.substr(start, end - start))) {
+                return *tag;
+            }
+            start = end + 1;
+        }
+    }
+    for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+        const char* value = std::getenv(variable);
+        if (value != nullptr && *value != '\0') {
+            if (auto tag = languageTag(value)) {
+                return *tag;
+            }
+            // A set but empty or C locale ends the search, as it does for the C library.
+            break;
+        }
+    }
+    return "en";
+}
+
+bool BDXInspector::isRTL() {
+    char locale[ULOC_FULLNAME_CAPACITY] = {};
+    UErrorCode status = U_ZERO_ERROR;
+    uloc_forLanguageTag(getSystemLocale().c_str(), locale, sizeof locale, nullptr, &status);
+    return U_SUCCESS(status) && uloc_isRightToLeft(locale);
+}
+
+// Application.
+
+std::string BDXInspector::getAppVersion() {
+    auto info = bdx::host::Info::shared();
+    return bdx::stringWithFormat("%@ (%@)", info->shortVersionString(), info->bundleVersion());
+}
+
+std::string BDXInspector::getBundleIdentifier() {
+    return bdx::host::Info::shared()->bundleIdentifier();
+}
+
+bool BDXInspector::isAppInActive() {
+    return Application::sharedApplication()->applicationState() == bdx::ui::ApplicationState::Inactive;
+}
+
+std::string BDXInspector::getSupportedMaxOS() {
+    return bdx::stringWithFormat("%i", 110300);
+}
+
+std::string BDXInspector::getSupportedMinOS() {
+    return bdx::stringWithFormat("%i", 90000);
+}
+
+std::string BDXInspector::getSupportedDeviceFamily() {
+    bdx::Value family = bdx::host::Info::shared()->objectForInfoDictionaryKey("UIDeviceFamily");
+    if (family.is_null()) {
+        return "";
+    }
+    return bdx::stringWithFormat("%@", family);
+}
+
+bool BDXInspector::isPhotoLibraryUsageDescriptionAdded() {
+    return bdx::host::Info::shared()->hasInfoDictionaryKey("NSPhotoLibraryUsageDescription") ||
+           iOSVersionIsLessThan("10.0");
+}
+
+bool BDXInspector::isMicrophoneUsageDescriptionAdded() {
+    return bdx::host::Info::shared()->hasInfoDictionaryKey("NSMicrophoneUsageDescription") ||
+           iOSVersionIsLessThan("10.0");
+}
+
+bool BDXInspector::isViewControllerBasedStatusBarAppearanceEnabled() {
+    return bdx::host::Info::shared()
+        ->boolForInfoDictionaryKey("UIViewControllerBasedStatusBarAppearance")
+        .value_or(true);
+}
+
+// SDK.
+
+std::string BDXInspector::getSDKVersion() {
+    return bdx::host::Info::shared()->libraryVersion();
+}
+
+std::string BDXInspector::getSDKBuildNumber() {
+    return bdx::host::Info::shared()->libraryBuild();
+}
+
+std::optional<std::string> BDXInspector::savedSDKVersion() {
+    return bdx::UserDefaults::standardUserDefaults()->stringForKey(kSavedSDKVersionKey);
+}
+
+bool BDXInspector::isBrindlexSDKDowngraded() {
+    std::optional<std::string> saved = savedSDKVersion();
+    if (!saved) {
+        return false;
+    }
+    return bdx::compareNumerically(getSDKVersion(), *saved) < 0;
+}
+
+// Process.
+
+int BDXInspector::processID() {
+    return static_cast<int>(::getpid());
+}
+
+std::uint64_t BDXInspector::threadID() {
+    return static_cast<std::uint64_t>(::syscall(SYS_gettid));
+}
+
+bool BDXInspector::isMainThreadOrOverCommited() {
+    return bdx::isMainThread() ||
+           bdx::DispatchQueue::currentLabel().find("qos.overcommit") != std::string::npos;
+}
+
+// Screen.
+
+bdx::gfx::Rect BDXInspector::getDeviceRect() {
+    auto window = applicationWindow();
+    if (!window || !window->rootViewController()) {
+        return {};
+    }
+    auto view = window->rootViewController()->viewIfLoaded();
+    return view ? view->frame() : bdx::gfx::Rect{};
+}
+
+double BDXInspector::deviceWidth() {
+    return Screen::mainScreen()->bounds().size.width;
+}
+
+double BDXInspector::deviceHeight() {
+    return Screen::mainScreen()->bounds().size.height;
+}
+
+std::string BDXInspector::getScreenSize() {
+    // The fixed space does not turn with the orientation, so the size reads the same in landscape.
+    bdx::gfx::Size size = Screen::mainScreen()->fixedCoordinateSpaceBounds().size;
+    return bdx::stringWithFormat("%.0fx%.0f", size.width, size.height);
+}
+
+double BDXInspector::getScreenScalef() {
+    return screenNativeScale();
+}
+
+std::string BDXInspector::getScreenScale() {
+    return bdx::stringWithFormat("@%.0fx", getScreenScalef());
+}
+
+std::string BDXInspector::getScreenScaleWithZoomMode() {
+    if (screenZoomed()) {
+        return bdx::stringWithFormat("@%.0fx", screenScale());
+    }
+    return getScreenScale();
+}
+
+double BDXInspector::getMaxOfWidthOrHeight() {
+    bdx::gfx::Size size = Screen::mainScreen()->bounds().size;
+    return std::max(size.width, size.height);
+}
+
+bool BDXInspector::isNativeScaleLessThanScale() {
+    return screenNativeScale() < screenScale();
+}
+
+bool BDXInspector::isNativeScaleGreaterThanScale() {
+    return screenNativeScale() > screenScale();
+}
+
+bool BDXInspector::screenZoomed() {
+    double side = getMaxOfWidthOrHeight();
+    return (side == 667 && isNativeScaleLessThanScale()) || (side == 568 && isNativeScaleGreaterThanScale());
+}
+
+std::optional<std::string> BDXInspector::getScreenOrientation() {
+    if (!bdx::isMainThread()) {
+        return "Unknown";
+    }
+    switch (static_cast<int>(Application::sharedApplication()->statusBarOrientation())) {
+        case 0:
+            return "Unknown";
+        case 1:
+        case 2:
+            return "Portrait";
+        case 3:
+        case 4:
+            return "Landscape";
+        default:
+            return std::nullopt;
+    }
+}
+
+// Views.
+
+std::shared_ptr<bdx::ui::Responder> BDXInspector::getCurrentView() {
+    if (bdx::isMainThread()) {
+        return getCurrentViewHelper();
+    }
+    std::shared_ptr<bdx::ui::Responder> current;
+    bdx::DispatchQueue::main()->sync([&current] { current = getCurrentViewHelper(); });
+    return current;
+}
+
+std::shared_ptr<bdx::ui::Responder> BDXInspector::getCurrentViewHelper() {
+    auto window = applicationWindow();
+    if (!window) {
+        return nullptr;
+    }
+    auto root = window->rootViewController();
+    if (!root) {
+        return window;
+    }
+    return walkToTop(root);
+}
+
+std::string BDXInspector::getCurrentViewString() {
+    if (!bdx::isMainThread()) {
+        return "NA";
+    }
+    auto current = getCurrentView();
+    return current ? current->className() : "NA";
+}
+
+std::shared_ptr<ViewController> BDXInspector::topViewControllerInWindow(
+    const std::shared_ptr<Window>& window) {
+    if (!window) {
+        return nullptr;
+    }
+    return walkToTop(window->rootViewController());
+}
+
+std::shared_ptr<ViewController> BDXInspector::topEffectiveStatusBarStyleViewControllerInWindow(
+    const std::shared_ptr<Window>& window) {
+    return topViewControllerInWindow(window);
+}
+
+std::shared_ptr<View> BDXInspector::tabBarInViewHierarchy() {
+    for (const auto& window : Application::sharedApplication()->windows()) {
+        auto top = topViewControllerInWindow(window);
+        if (!top) {
+            continue;
+        }
+        if (auto tabBar = tabBarInView(top->viewIfLoaded())) {
+            return tabBar;
+        }
+    }
+    return nullptr;
+}
+
+std::shared_ptr<View> BDXInspector::tabBarInView(const std::shared_ptr<View>& view) {
+    if (!view) {
+        return nullptr;
+    }
+    if (view->isKindOf("UITabBar")) {
+        return view;
+    }
+    for (const auto& subview : view->subviews()) {
+        if (auto tabBar = tabBarInView(subview)) {
+            return tabBar;
+        }
+    }
+    return nullptr;
+}
+
+std::shared_ptr<View> BDXInspector::currentFirstResponderView() {
+    for (const auto& window : applicationWindows()) {
+        if (auto responder = traverseView(window)) {
+            return responder;
+        }
+    }
+    return nullptr;
+}
+
+std::shared_ptr<View> BDXInspector::traverseView(const std::shared_ptr<View>& view) {
+    if (!view) {
+        return nullptr;
+    }
+    if (view->isFirstResponder()) {
+        return view;
+    }
+    for (const auto& subview : view->subviews()) {
+        if (auto responder = traverseView(subview)) {
+            return responder;
+        }
+    }
+    return nullptr;
+}
+
+// Windows.
+
+std::shared_ptr<Window> BDXInspector::applicationWindow() {
+    return getKeyWindow();
+}
+
+std::shared_ptr<Window> BDXInspector::getKeyWindow() {
+    auto application = Application::sharedApplication();
+    if (auto delegateWindow = application->delegateWindow()) {
+        return delegateWindow;
+    }
+    std::vector<std::shared_ptr<Window>> windows = application->windows();
+    if (auto key = application->keyWindow()) {
+        windows.erase(std::remove(windows.begin(), windows.end(), key), windows.end());
+        windows.insert(windows.begin(), key);
+    }
+    for (const auto& window : windows) {
+        if (window->windowLevel() < bdx::ui::UIWindowLevelAlert && isNotBrindlexWindow(window) &&
+            !window->isKindOf("UITextEffectsWindow")) {
+            return window;
+        }
+    }
+    return nullptr;
+}
+
+std::vector<std::shared_ptr<Window>> BDXInspector::applicationWindows() {
+    auto application = Application::sharedApplication();
+    std::vector<std::shared_ptr<Window>> windows = application->windows();
+    auto key = application->keyWindow();
+    if (key && std::find(windows.begin(), windows.end(), key) == windows.end()) {
+        windows.push_back(key);
+    }
+    return windows;
+}
+
+std::vector<std::string> BDXInspector::systemWindows() {
+    return {"UIRemoteKeyboardWindow", "UITextEffectsWindow"};
+}
+
+bool BDXInspector::isSystemWindow(const std::shared_ptr<Window>& window) {
+    if (!window) {
+        return false;
+    }
+    auto names = systemWindows();
+    return std::find(names.begin(), names.end(), window->className()) != names.end();
+}
+
+std::vector<std::string> BDXInspector::BrindlexWindows() {
+    return {"BDXMainWindow",
+            "BDXAlertWindow",
+            "BDXFloatingButtonWindow",
+            "BDXScreenshotCaptureWindow",
+            "BDXVideoRecorderWindow",
+            "BDXCaptureWindow",
+            "BDXUnnotifiedMessagesAlertWindow"};
+}
+
+bool BDXInspector::isBrindlexWindow(const std::shared_ptr<Window>& window) {
+    if (!window) {
+        return false;
+    }
+    auto names = BrindlexWindows();
+    return std::find(names.begin(), names.end(), window->className()) != names.end();
+}
+
+bool BDXInspector::isNotBrindlexWindow(const std::shared_ptr<Window>& window) {
+    if (!window) {
+        return true;
+    }
+    for (const char* kind :
+         {"BDXFloatingButtonWindow", "BDXAlertWindow", "BDXCaptureWindow", "BDXMainWindow"}) {
+        if (window->isKindOf(kind)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool BDXInspector::isFloatingButtonWindow(const std::shared_ptr<Window>& window) {
+    return window && window->isKindOf("BDXFloatingButtonWindow");
+}
+
+double BDXInspector::windowLevelForSDKWindow() {
+    std::int32_t highest = maxApplicationWindowLevel();
+    if (highest > bdx::ui::UIWindowLevelStatusBar) {
+        return highest + 1;
+    }
+    return bdx::ui::UIWindowLevelStatusBar - 1;
+}
+
+std::int32_t BDXInspector::maxApplicationWindowLevel() {
+    std::int32_t highest = 0;
+    for (const auto& window : Application::sharedApplication()->windows()) {
+        if (window->isMemberOf("UITextEffectsWindow") || isFloatingButtonWindow(window) ||
+            window->isHidden() || window->windowLevel() >= kSystemWindowLevelFloor) {
+            continue;
+        }
+        highest = std::max(highest, static_cast<std::int32_t>(window->windowLevel()));
+    }
+    return highest;
 }

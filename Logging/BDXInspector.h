@@ -1,9 +1,24 @@
 #pragma once
 
+#include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
-// Plain questions about the host, the device and the process, answered from whatever stands in for them.
+#include "platform/gfx/Geometry.h"
+
+namespace bdx::ui {
+class Responder;
+class View;
+class ViewController;
+class Window;
+}  // namespace bdx::ui
+
+// Plain questions about the host, the device and the process, answered from whatever stands in for
+// them: the host model of the application, its windows and screen (bdx::ui), the host's identity
+// (bdx::host::Info) and the system. Operations that touch the host model are for the main thread,
+// like the model itself; getCurrentView and getCurrentViewString say what they do elsewhere.
 class BDXInspector {
   public:
     // Identifiers that go to the service.
@@ -26,4 +41,127 @@ class BDXInspector {
     // Answers the debugger question instead of the system, until set back to nothing (tests, and hosts
     // that want the SDK's diagnostics without a debugger). Dropped by the singleton reset.
     static void overrideDebuggerAttached(std::optional<bool> attached);
+
+    // Device.
+    static bool isPhone();
+    static bool isIPad();
+    // The model is one of the two phone models whose screen has a notch: "iPhone10,3" or "iPhone10,6".
+    static bool isIphoneX();
+    // The status bar is in a landscape orientation (3 or 4).
+    static bool isLandscape();
+    // The machine field of uname.
+    static std::string getDeviceModel();
+    // "iOS " and the system version.
+    static std::string getiOSVersion();
+    // True when `version` is numerically greater than the system version.
+    static bool iOSVersionIsLessThan(const std::string& version);
+    static bool iOSVersionHasPrefix(const std::string& prefix);
+    // The user's first preferred language as a language tag ("en-US"), from the process's locale
+    // environment (LANGUAGE, then LC_ALL, LC_MESSAGES, LANG); "en" when none names one.
+    static std::string getSystemLocale();
+    // The preferred language is written right to left.
+    static bool isRTL();
+
+    // Application.
+    // "<short version> (<build>)" of the host.
+    static std::string getAppVersion();
+    static std::string getBundleIdentifier();
+    // The application is in the inactive state (1).
+    static bool isAppInActive();
+    static std::string getSupportedMaxOS();
+    static std::string getSupportedMinOS();
+    // "UIDeviceFamily" of the host's information, as text; "" when absent.
+    static std::string getSupportedDeviceFamily();
+    static bool isPhotoLibraryUsageDescriptionAdded();
+    static bool isMicrophoneUsageDescriptionAdded();
+    // "UIViewControllerBasedStatusBarAppearance" of the host's information; true when absent, as on
+    // the platform.
+    static bool isViewControllerBasedStatusBarAppearanceEnabled();
+
+    // SDK.
+    static std::string getSDKVersion();
+    static std::string getSDKBuildNumber();
+    // The version of the library that ran here before, as the migrations recorded it.
+    static std::optional<std::string> savedSDKVersion();
+    // The library running now is numerically older than the saved one; false without a saved one.
+    static bool isBrindlexSDKDowngraded();
+
+    // Process.
+    static int processID();
+    // The kernel's identifier of the calling thread.
+    static std::uint64_t threadID();
+    // On the main thread, or on a queue whose label contains "qos.overcommit".
+    static bool isMainThreadOrOverCommited();
+
+    // Screen.
+    // The frame of the root view of applicationWindow, or the empty rectangle.
+    static bdx::gfx::Rect getDeviceRect();
+    static double deviceWidth();
+    static double deviceHeight();
+    // "<width>x<height>" of the main screen in the fixed coordinate space, in points.
+    static std::string getScreenSize();
+    static double getScreenScalef();
+    // "@<scale>x", with getScreenScalef.
+    static std::string getScreenScale();
+    // "@<scale>x" with the scale the application draws at when display zoom is on, otherwise
+    // getScreenScale.
+    static std::string getScreenScaleWithZoomMode();
+    static double getMaxOfWidthOrHeight();
+    static bool isNativeScaleLessThanScale();
+    static bool isNativeScaleGreaterThanScale();
+    // Display zoom: the greater side is 667 with a native scale below the scale, or 568 with one
+    // above it.
+    static bool screenZoomed();
+    // "Portrait" (status bar orientation 1 or 2), "Landscape" (3 or 4), "Unknown" (0, or off the
+    // main thread); nothing for any other value.
+    static std::optional<std::string> getScreenOrientation();
+
+    // Views.
+    // getCurrentViewHelper, run on the main thread: directly there, otherwise through a synchronous
+    // block on the main queue, so it must not be called from a queue the main thread waits for.
+    static std::shared_ptr<bdx::ui::Responder> getCurrentView();
+    // The controller the user looks at: from the root view controller of applicationWindow down
+    // through visible, selected, last child and presented controllers; the window itself when it
+    // has no root view controller.
+    static std::shared_ptr<bdx::ui::Responder> getCurrentViewHelper();
+    // "NA" off the main thread (and when there is no window); otherwise the class name of
+    // getCurrentView.
+    static std::string getCurrentViewString();
+    static std::shared_ptr<bdx::ui::ViewController> topViewControllerInWindow(
+        const std::shared_ptr<bdx::ui::Window>& window);
+    // The controller whose status bar style is in effect. The host model has no controller that
+    // hands its status bar style to a child, so it is the top view controller.
+    static std::shared_ptr<bdx::ui::ViewController> topEffectiveStatusBarStyleViewControllerInWindow(
+        const std::shared_ptr<bdx::ui::Window>& window);
+    // The first tab bar found in the view of the top view controller of a window, windows in order.
+    static std::shared_ptr<bdx::ui::View> tabBarInViewHierarchy();
+    // The view itself or its first descendant, depth first, that is a tab bar.
+    static std::shared_ptr<bdx::ui::View> tabBarInView(const std::shared_ptr<bdx::ui::View>& view);
+    static std::shared_ptr<bdx::ui::View> currentFirstResponderView();
+    // The view itself or its first descendant, depth first, that is the first responder.
+    static std::shared_ptr<bdx::ui::View> traverseView(const std::shared_ptr<bdx::ui::View>& view);
+
+    // Windows.
+    // The host's main window: getKeyWindow.
+    static std::shared_ptr<bdx::ui::Window> applicationWindow();
+    // The application delegate's window; else, with the key window put first, the first window
+    // below the alert level that is not one of the library's and not a text effects window.
+    static std::shared_ptr<bdx::ui::Window> getKeyWindow();
+    // The application's windows, and the key window when it is not among them.
+    static std::vector<std::shared_ptr<bdx::ui::Window>> applicationWindows();
+    static std::vector<std::string> systemWindows();
+    static bool isSystemWindow(const std::shared_ptr<bdx::ui::Window>& window);
+    static std::vector<std::string> BrindlexWindows();
+    // The window's class is exactly one of BrindlexWindows.
+    static bool isBrindlexWindow(const std::shared_ptr<bdx::ui::Window>& window);
+    // True unless the window is a kind of floating button, alert, capture or main window of the
+    // library.
+    static bool isNotBrindlexWindow(const std::shared_ptr<bdx::ui::Window>& window);
+    static bool isFloatingButtonWindow(const std::shared_ptr<bdx::ui::Window>& window);
+    // Keeps the library's windows above the host's: one above the highest application level when
+    // that is above the status bar, else just below the status bar.
+    static double windowLevelForSDKWindow();
+    // The highest level among the application's windows that are shown, leaving out text effects
+    // windows, floating button windows and levels of 2100 or more; 0 with none.
+    static std::int32_t maxApplicationWindowLevel();
 };

@@ -11,6 +11,7 @@
 #include "core/BDXFeatures.h"
 #include "core/BDXMarkdownLinkDetector.h"
 #include "core/BDXResources.h"
+#include "core/BDXServiceURL.h"
 #include "core/BDXSingleton.h"
 #include "core/BDXStrings.h"
 #include "foundation/RunLoop.h"
@@ -88,6 +89,7 @@ BDXDefaults::BDXDefaults()
       features_(std::make_shared<BDXFeatures>()),
       willSkipScreenShot_(BDXEditableValue::initWithDefaultValueBlock([] { return bdx::Value(false); })),
       issueTags_(std::vector<std::string>{}) {
+    environmentBaseURL_ = BDXServiceURL::environmentBaseURL();
     auto defaults = store();
     UUID_ = defaults->stringForKey(kBDXDefaultsKeyDeviceUUID);
     email_ = defaults->stringForKey(kBDXDefaultsKeyEmail);
@@ -468,4 +470,25 @@ std::int64_t BDXDefaults::daysSinceLastUserCommunication() const {
         return std::numeric_limits<std::int64_t>::max();
     }
     return bdx_daysCountToNow(*contacted);
+}
+
+std::string BDXDefaults::baseURL() const {
+    std::lock_guard<std::mutex> guard(mutex_);
+    if (environmentBaseURL_) {
+        return *environmentBaseURL_;
+    }
+    return baseURL_ ? *baseURL_ : BDXServiceURL::defaultBaseURL();
+}
+
+void BDXDefaults::setBaseURL(const std::string& url) {
+    std::optional<std::string> checked = BDXServiceURL::normalizedBaseURL(url);
+    if (!checked) {
+        return;
+    }
+    std::lock_guard<std::mutex> guard(mutex_);
+    baseURL_ = std::move(checked);
+}
+
+std::string BDXDefaults::baseURLHost() const {
+    return BDXServiceURL::hostOfURL(baseURL());
 }

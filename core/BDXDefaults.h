@@ -99,6 +99,13 @@ class BDXDefaults {
     void setAutoScreenRecordingEnabled(bool value) { autoScreenRecordingEnabled_ = value; }
     bool isUITestModeEnabled() const { return isUITestModeEnabled_; }
     void setIsUITestModeEnabled(bool value) { isUITestModeEnabled_ = value; }
+    // The service's address, under which every request path hangs: BDXServiceURL::defaultBaseURL
+    // until the host sets one. The environment variable BRINDLEX_BASE_URL, read when the settings are
+    // made, overrides both. An address that is not an http or https URL is logged and changes nothing.
+    std::string baseURL() const;
+    void setBaseURL(const std::string& url);
+    // The host of baseURL: the one reachability watches.
+    std::string baseURLHost() const;
     // Defaults to false until the public layer sets it.
     std::shared_ptr<BDXEditableValue> willSkipScreenShot() const;
     void setWillSkipScreenShot(std::shared_ptr<BDXEditableValue> value);
@@ -208,6 +215,8 @@ class BDXDefaults {
     std::atomic<double> autoScreenRecordingDuration_{30.0};
     std::atomic<bool> autoScreenRecordingEnabled_{false};
     std::atomic<bool> isUITestModeEnabled_{false};
+    std::optional<std::string> baseURL_;
+    std::optional<std::string> environmentBaseURL_;
     std::shared_ptr<BDXEditableValue> willSkipScreenShot_;
     std::atomic<bool> hasRecentActivity_{false};
     std::atomic<std::int64_t> unreadMessagesCount_{-1};
