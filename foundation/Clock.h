@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 
 namespace bdx {
@@ -8,7 +9,7 @@ namespace bdx {
 // tests can install a virtual clock and run days of retries, deferred writes and daily checks
 // without sleeping.
 class Clock {
-public:
+  public:
     virtual ~Clock() = default;
 
     // Wall-clock time in seconds since 1970 (what a date reads).
@@ -21,6 +22,12 @@ public:
     static std::shared_ptr<Clock> current();
     // Installs a clock for the whole process; nullptr puts the real clock back.
     static void install(std::shared_ptr<Clock> clock);
+
+    // Called after every install with the clock replaced and the clock now in force, on the
+    // installing thread, so that whoever keeps deadlines can carry them over to the new clock.
+    using InstallObserver =
+        std::function<void(const std::shared_ptr<Clock>& previous, const std::shared_ptr<Clock>& installed)>;
+    static void addInstallObserver(InstallObserver observer);
 };
 
 }  // namespace bdx

@@ -1,0 +1,16 @@
+#pragma once
+
+namespace bdx {
+
+// Where the queues, timers and operations report what goes wrong: an exception that escaped a block,
+// a misuse that is ignored, or a programming error that cannot go on (a sync that would wait for
+// itself). Lines go to standard error with the library's prefix.
+class ConcurrencyLog {
+  public:
+    // Logs one line and carries on.
+    [[gnu::format(printf, 1, 2)]] static void error(const char* format, ...);
+    // Logs one line and aborts the process: for errors that would otherwise hang it silently.
+    [[noreturn, gnu::format(printf, 1, 2)]] static void fatal(const char* format, ...);
+};
+
+}  // namespace bdx

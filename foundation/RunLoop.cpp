@@ -1,0 +1,299 @@
+#include "foundation/RunLoop.h"
+
+#include <pthread.h>
+
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <thread>
+
+#include "foundation/ConcurrencyLog.h"
+#include "foundation/ThreadIdentity.h"
+#include "foundation/WorkerPool.h"
+
+namespace bdx {
+namespace {
+
+// The token of the main thread; 0 means the process's initial thread.
+std::atomic<std::uint64_t> mainThreadToken{0};
+
+struct EmbeddedMainThread {
+    std::mutex mutex;
+    std::thread thread;
+    bool running = false;
+    std::uint64_t previousToken = 0;
+};
+
+EmbeddedMainThread& embedded() {
+    static EmbeddedMainThread* state = new EmbeddedMainThread;
+    return *state;
+}
+
+thread_local std::shared_ptr<RunLoop> threadRunLoop;
+thread_local std::uint64_t threadRunLoopOwner = 0;
+
+}  // namespace
+
+bool isMainThread() {
+    std::uint64_t token = mainThreadToken.load(std::memory_order_acquire);
+    return token == 0 ? ThreadIdentity::isInitialThread() : token == ThreadIdentity::token();
+}
+
+RunLoop::RunLoop(bool servesMainQueue) : servesMainQueue_(servesMainQueue) {}
+
+RunLoop& RunLoop::main() {
+    // Leaked on purpose: blocks may still arrive from workers while static objects are destroyed.
+    static RunLoop* loop = new RunLoop(true);
+    return *loop;
+}
+
+std::shared_ptr<RunLoop> RunLoop::current() {
+    if (isMainThread()) {
+        return std::shared_ptr<RunLoop>(std::shared_ptr<RunLoop>(), &main());
+    }
+    if (!threadRunLoop) {
+        threadRunLoop = std::make_shared<RunLoop>(false);
+        threadRunLoopOwner = ThreadIdentity::token();
+    }
+    return threadRunLoop;
+}
+
+void RunLoop::perform(DispatchBlock block) {
+    if (!block) {
+        return;
+    }
+    enqueue(detail::DispatchItem{std::move(block), nullptr, false});
+}
+
+void RunLoop::enqueue(detail::DispatchItem item) {
+    std::shared_ptr<std::function<void()>> handler;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        bool wasEmpty = pending_.empty();
+        pending_.push_back(std::move(item));
+        if (waiting_) {
+            condition_.notify_one();
+        }
+        if (wasEmpty) {
+            handler = wakeUpHandler_;
+        }
+    }
+    if (handler && *handler) {
+        (*handler)();
+    }
+}
+
+bool RunLoop::mayRunHere() {
+    bool rightThread =
+        servesMainQueue_ ? isMainThread() : (this == threadRunLoop.get() && threadRunLoopOwner != 0);
+    if (!rightThread) {
+        ConcurrencyLog::error(servesMainQueue_
+                                  ? "The main run loop can only be run on the main thread; call ignored"
+                                  : "A run loop can only be run on its own thread; call ignored");
+        return false;
+    }
+    if (running_) {
+        // Serving the loop from inside one of its blocks would run the next block before this one ended.
+        ConcurrencyLog::error("A run loop was run again from inside one of its blocks; call ignored");
+        return false;
+    }
+    return true;
+}
+
+std::size_t RunLoop::runBatch(std::unique_lock<std::mutex>& lock) {
+    std::swap(batch_, pending_);
+    running_ = true;
+    lock.unlock();
+    const DispatchQueue* queue = servesMainQueue_ ? DispatchQueue::main().get() : nullptr;
+    std::size_t count = batch_.size();
+    for (auto& item : batch_) {
+        if (item.waiter) {
+            detail::SyncWaiter* waiter = item.waiter;
+            {
+                detail::FrameScope frame(queue, waiter->callerFrame);
+                detail::invokeSafely(queue, waiter->invoke, waiter->context);
+            }
+            waiter->signal();
+        } else {
+            detail::FrameScope frame(queue, detail::currentFrame());
+            detail::invokeSafely(queue, item.block);
+            // What the block captured goes now, not with the batch.
+            item.block = nullptr;
+        }
+    }
+    batch_.clear();
+    lock.lock();
+    running_ = false;
+    return count;
+}
+
+std::size_t RunLoop::runUntilIdle() {
+    if (!mayRunHere()) {
+        return 0;
+    }
+    std::size_t count = 0;
+    std::unique_lock<std::mutex> lock(mutex_);
+    wakeRequested_ = false;
+    while (!pending_.empty()) {
+        count += runBatch(lock);
+    }
+    return count;
+}
+
+bool RunLoop::runOnce(double timeoutSeconds) {
+    if (!mayRunHere()) {
+        return false;
+    }
+    std::unique_lock<std::mutex> lock(mutex_);
+    auto ready = [this] { return !pending_.empty() || wakeRequested_; };
+    if (!ready()) {
+        waiting_ = true;
+        WorkerPool::BlockingScope blocking;
+        if (timeoutSeconds < 0) {
+            condition_.wait(lock, ready);
+        } else {
+            condition_.wait_for(lock, std::chrono::duration<double>(timeoutSeconds), ready);
+        }
+        waiting_ = false;
+    }
+    wakeRequested_ = false;
+    if (pending_.empty()) {
+        return false;
+    }
+    return runBatch(lock) > 0;
+}
+
+void RunLoop::run() {
+    if (!mayRunHere()) {
+        return;
+    }
+    std::unique_lock<std::mutex> lock(mutex_);
+    while (!stopRequested_) {
+        if (pending_.empty()) {
+            waiting_ = true;
+            condition_.wait(lock, [this] { return !pending_.empty() || stopRequested_; });
+            waiting_ = false;
+            continue;
+        }
+        runBatch(lock);
+    }
+    stopRequested_ = false;
+}
+
+void RunLoop::stop() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    stopRequested_ = true;
+    condition_.notify_all();
+}
+
+void RunLoop::wakeUp() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    wakeRequested_ = true;
+    condition_.notify_all();
+}
+
+bool RunLoop::hasPendingBlocks() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return !pending_.empty();
+}
+
+bool RunLoop::isRunningBlock() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return running_;
+}
+
+void RunLoop::waitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& condition,
+                        int& mainThreadWaiters, const std::function<bool()>& done) {
+    if (isMainThread() && !main().isRunningBlock()) {
+        ++mainThreadWaiters;
+        while (!done()) {
+            lock.unlock();
+            main().runOnce(-1);
+            lock.lock();
+        }
+        --mainThreadWaiters;
+        return;
+    }
+    WorkerPool::BlockingScope blocking;
+    condition.wait(lock, done);
+}
+
+void RunLoop::setWakeUpHandler(std::function<void()> handler) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    wakeUpHandler_ = handler ? std::make_shared<std::function<void()>>(std::move(handler)) : nullptr;
+}
+
+void RunLoop::discardPendingBlocks() {
+    std::vector<detail::DispatchItem> dropped;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        dropped.swap(pending_);
+    }
+    const DispatchQueue* queue = servesMainQueue_ ? DispatchQueue::main().get() : nullptr;
+    for (auto& item : dropped) {
+        if (item.waiter) {
+            {
+                detail::FrameScope frame(queue, item.waiter->callerFrame);
+                detail::invokeSafely(queue, item.waiter->invoke, item.waiter->context);
+            }
+            item.waiter->signal();
+        }
+    }
+}
+
+void RunLoop::startEmbeddedMainThread() {
+    EmbeddedMainThread& state = embedded();
+    std::lock_guard<std::mutex> lock(state.mutex);
+    if (state.running) {
+        return;
+    }
+    state.previousToken = mainThreadToken.load();
+    std::promise<void> bound;
+    auto boundFuture = bound.get_future();
+    state.thread = std::thread([&bound] {
+        pthread_setname_np(pthread_self(), "bdx.main");
+        mainThreadToken.store(ThreadIdentity::token(), std::memory_order_release);
+        bound.set_value();
+        RunLoop::main().run();
+    });
+    boundFuture.wait();
+    state.running = true;
+}
+
+void RunLoop::stopEmbeddedMainThread() {
+    EmbeddedMainThread& state = embedded();
+    std::thread thread;
+    {
+        std::lock_guard<std::mutex> lock(state.mutex);
+        if (!state.running) {
+            return;
+        }
+        state.running = false;
+        thread = std::move(state.thread);
+    }
+    main().stop();
+    if (thread.get_id() == std::this_thread::get_id()) {
+        // Stopped from one of its own blocks: the loop ends after this block; nobody is left to join.
+        thread.detach();
+    } else {
+        thread.join();
+    }
+    mainThreadToken.store(state.previousToken, std::memory_order_release);
+}
+
+bool RunLoop::isEmbeddedMainThreadRunning() {
+    EmbeddedMainThread& state = embedded();
+    std::lock_guard<std::mutex> lock(state.mutex);
+    return state.running;
+}
+
+void RunLoop::makeCurrentThreadMain() {
+    if (isEmbeddedMainThreadRunning()) {
+        ConcurrencyLog::error("The embedded main thread runs; another thread cannot become the main thread");
+        return;
+    }
+    mainThreadToken.store(ThreadIdentity::isInitialThread() ? 0 : ThreadIdentity::token(),
+                          std::memory_order_release);
+}
+
+}  // namespace bdx
