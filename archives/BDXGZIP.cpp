@@ -18,9 +18,9 @@ bool isSuccess(int status) {
     return status == Z_OK || status == Z_STREAM_END;
 }
 
-std::optional<bdx::Data> fail(BDXGZIPError* error, int status, const char* message) {
+std::optional<bdx::Data> fail(bdx::Error* error, int status, const char* message) {
     if (error != nullptr) {
-        *error = BDXGZIPError{status, message};
+        *error = bdx::Error::withDescription(kBDXGZIPErrorDomain, status, message);
     }
     return std::nullopt;
 }
@@ -56,13 +56,12 @@ void setInput(z_stream& stream, const bdx::Data& data) {
 
 }  // namespace
 
-std::optional<bdx::Data> bdx_dataByGZipCompressingWithError(const bdx::Data& data, BDXGZIPError* error) {
+std::optional<bdx::Data> bdx_dataByGZipCompressingWithError(const bdx::Data& data, bdx::Error* error) {
     return bdx_dataByGZipCompressingAtLevel(data, Z_DEFAULT_COMPRESSION, 31, 8, Z_DEFAULT_STRATEGY, error);
 }
 
 std::optional<bdx::Data> bdx_dataByGZipCompressingAtLevel(const bdx::Data& data, int level, int windowSize,
-                                                          int memoryLevel, int strategy,
-                                                          BDXGZIPError* error) {
+                                                          int memoryLevel, int strategy, bdx::Error* error) {
     if (data.empty()) {
         return data;
     }
@@ -86,13 +85,12 @@ std::optional<bdx::Data> bdx_dataByGZipCompressingAtLevel(const bdx::Data& data,
     return out;
 }
 
-std::optional<bdx::Data> bdx_dataByGZipDecompressingDataWithError(const bdx::Data& data,
-                                                                  BDXGZIPError* error) {
+std::optional<bdx::Data> bdx_dataByGZipDecompressingDataWithError(const bdx::Data& data, bdx::Error* error) {
     return bdx_dataByGZipDecompressingDataWithWindowSize(data, 31, error);
 }
 
 std::optional<bdx::Data> bdx_dataByGZipDecompressingDataWithWindowSize(const bdx::Data& data, int windowSize,
-                                                                       BDXGZIPError* error) {
+                                                                       bdx::Error* error) {
     if (data.empty()) {
         return data;
     }

@@ -1,8 +1,8 @@
 #include "archives/BDXGZIP.h"
+#include "testing/TemporaryDirectory.h"
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 #include <zlib.h>
 
 #include <cstdio>
@@ -77,17 +77,8 @@ bdx::Data jsonBody(std::size_t minimumSize) {
 
 class GZipFiles : public ::testing::Test {
   protected:
-    void SetUp() override {
-        directory_ = std::filesystem::temp_directory_path() /
-                     ("bdx-gzip-" + std::to_string(::getpid()) + "-" +
-                      ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::remove_all(directory_);
-        std::filesystem::create_directories(directory_);
-    }
-    void TearDown() override { std::filesystem::remove_all(directory_); }
-
     std::filesystem::path write(const std::string& name, const bdx::Data& data) {
-        auto path = directory_ / name;
+        auto path = directory_.path() / name;
         std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(data.data()), data.size());
         return path;
     }
@@ -100,22 +91,22 @@ class GZipFiles : public ::testing::Test {
     // What an independent reader (the gzip program) makes of bytes the library compressed.
     bdx::Data gunzipWithTool(const bdx::Data& compressed) {
         auto in = write("body.gz", compressed);
-        auto out = directory_ / "body";
+        auto out = directory_.path() / "body";
         EXPECT_EQ(0, run("gzip -t '" + in.string() + "'"));
         EXPECT_EQ(0, run("gzip -dc '" + in.string() + "' > '" + out.string() + "'"));
         return read(out);
     }
 
-    std::filesystem::path directory_;
+    bdx::testing::TemporaryDirectory directory_;
 };
 
 TEST_F(GZipFiles, CompressedBodiesAreReadBackByGzipTool) {
     for (const auto& input : {bdx::Data{'x'}, jsonBody(64 * 1024), jsonBody(3 * 1024 * 1024),
                               randomBytes(2 * 1024 * 1024 + 17, 1)}) {
         SCOPED_TRACE(input.size());
-        BDXGZIPError error;
+        bdx::Error error;
         auto compressed = bdx_dataByGZipCompressingWithError(input, &error);
-        ASSERT_TRUE(compressed.has_value()) << error.message;
+        ASSERT_TRUE(compressed.has_value()) << error.localizedDescription();
         // The gzip wrapper: magic bytes, then deflate.
         ASSERT_GE(compressed->size(), 18u);
         EXPECT_EQ(0x1f, (*compressed)[0]);
@@ -130,9 +121,9 @@ TEST_F(GZipFiles, GzipToolOutputDecompresses) {
     auto plain = write("tool", input);
     ASSERT_EQ(0, run("gzip -9 -k '" + plain.string() + "'"));
     auto compressed = read(plain.string() + ".gz");
-    BDXGZIPError error;
+    bdx::Error error;
     auto decompressed = bdx_dataByGZipDecompressingDataWithError(compressed, &error);
-    ASSERT_TRUE(decompressed.has_value()) << error.message;
+    ASSERT_TRUE(decompressed.has_value()) << error.localizedDescription();
     EXPECT_EQ(input, *decompressed);
 }
 
@@ -200,14 +191,15 @@ TEST(GZip, InflateStartsAtOneAndAHalfTheInputAndGrowsByHalfThat) {
 }
 
 TEST(GZip, EmptyDataComesBackAsItIsWithoutError) {
-    BDXGZIPError error{99, "untouched"};
+    bdx::Error error("untouched", 99);
     auto compressed = bdx_dataByGZipCompressingWithError({}, &error);
     ASSERT_TRUE(compressed.has_value());
     EXPECT_TRUE(compressed->empty());
     auto decompressed = bdx_dataByGZipDecompressingDataWithError({}, &error);
     ASSERT_TRUE(decompressed.has_value());
     EXPECT_TRUE(decompressed->empty());
-    EXPECT_EQ(99, error.code);
+    EXPECT_EQ(99, error.code());
+    EXPECT_EQ("untouched", error.domain());
 }
 
 TEST(GZip, OtherSettingsRoundTrip) {
@@ -227,17 +219,18 @@ TEST(GZip, OtherSettingsRoundTrip) {
 
 TEST(GZipFailures, NonGzipInputIsAnInflateErrorWithTheZlibStatus) {
     const std::string text = "this is plain text, not a gzip stream";
-    BDXGZIPError error;
+    bdx::Error error;
     auto result = bdx_dataByGZipDecompressingDataWithError(bdx::Data(text.begin(), text.end()), &error);
     EXPECT_FALSE(result.has_value());
-    EXPECT_EQ("Error inflating payload", error.message);
-    EXPECT_EQ(Z_DATA_ERROR, error.code);
+    EXPECT_EQ("Error inflating payload", error.localizedDescription());
+    EXPECT_EQ(Z_DATA_ERROR, error.code());
+    EXPECT_EQ(kBDXGZIPErrorDomain, error.domain());
 
     // A zlib-wrapped stream is not a gzip one either.
     auto zlibWrapped = bdx_dataByGZipCompressingAtLevel(jsonBody(1000), -1, 15, 8, 0);
     ASSERT_TRUE(zlibWrapped.has_value());
     EXPECT_FALSE(bdx_dataByGZipDecompressingDataWithError(*zlibWrapped, &error).has_value());
-    EXPECT_EQ(Z_DATA_ERROR, error.code);
+    EXPECT_EQ(Z_DATA_ERROR, error.code());
     // Without an error argument the caller gets nothing, and nothing else happens.
     EXPECT_FALSE(bdx_dataByGZipDecompressingDataWithError(*zlibWrapped).has_value());
 }
@@ -249,31 +242,31 @@ TEST(GZipFailures, DamagedStreamsFailWithoutHangingOrCrashing) {
 
     // Cut short: the input runs out before the stream ends, which no output space can cure.
     bdx::Data truncated(compressed->begin(), compressed->begin() + compressed->size() / 2);
-    BDXGZIPError error;
+    bdx::Error error;
     EXPECT_FALSE(bdx_dataByGZipDecompressingDataWithError(truncated, &error).has_value());
-    EXPECT_EQ("Error inflating payload", error.message);
-    EXPECT_EQ(Z_BUF_ERROR, error.code);
+    EXPECT_EQ("Error inflating payload", error.localizedDescription());
+    EXPECT_EQ(Z_BUF_ERROR, error.code());
 
     for (std::size_t size : {1u, 5u, 10u}) {
         bdx::Data head(compressed->begin(), compressed->begin() + size);
         EXPECT_FALSE(bdx_dataByGZipDecompressingDataWithError(head, &error).has_value()) << size;
-        EXPECT_EQ("Error inflating payload", error.message);
+        EXPECT_EQ("Error inflating payload", error.localizedDescription());
     }
 
     // A wrong check value in the trailer.
     auto damaged = *compressed;
     damaged[damaged.size() - 6] ^= 0xff;
     EXPECT_FALSE(bdx_dataByGZipDecompressingDataWithError(damaged, &error).has_value());
-    EXPECT_EQ(Z_DATA_ERROR, error.code);
+    EXPECT_EQ(Z_DATA_ERROR, error.code());
 }
 
 TEST(GZipFailures, BadSettingsFailAtInit) {
     const bdx::Data input{'a', 'b', 'c'};
-    BDXGZIPError error;
+    bdx::Error error;
     EXPECT_FALSE(bdx_dataByGZipCompressingAtLevel(input, 10, 31, 8, 0, &error).has_value());
-    EXPECT_EQ("Failed deflateInit", error.message);
-    EXPECT_EQ(Z_STREAM_ERROR, error.code);
+    EXPECT_EQ("Failed deflateInit", error.localizedDescription());
+    EXPECT_EQ(Z_STREAM_ERROR, error.code());
     EXPECT_FALSE(bdx_dataByGZipDecompressingDataWithWindowSize(input, 3, &error).has_value());
-    EXPECT_EQ("Failed inflateInit", error.message);
-    EXPECT_EQ(Z_STREAM_ERROR, error.code);
+    EXPECT_EQ("Failed inflateInit", error.localizedDescription());
+    EXPECT_EQ(Z_STREAM_ERROR, error.code());
 }
