@@ -64,23 +64,20 @@ TEST_F(DiskIO, QueuedWriteIsSeenByTheNextReadAndCompletesOnTheDiskQueue) {
     EXPECT_EQ(std::vector<std::string>{"a.txt"}, entries(sandboxRoot()));
 }
 
-TEST_F(DiskIO, ForceWriteIsOnDiskOnReturn) {
+TEST_F(DiskIO, ForceWriteIsOnDiskOnReturnAndAMissingFileReadsAsNothing) {
     auto io = BDXDiskIOManager::getInstance();
     io->forceWriteData(bytes("crash record"), path("forced.txt"));
     std::ifstream in(path("forced.txt"));
-    std::string content((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    EXPECT_EQ("crash record", content);
-    // Failure is silent: no directory is made, nothing is thrown.
+    EXPECT_EQ("crash record",
+              std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()));
+    // Failure is silent, and no directory is made.
     io->forceWriteData(bytes("x"), path("gone/forced.txt"));
     EXPECT_FALSE(fs::exists(path("gone")));
-}
 
-TEST_F(DiskIO, ReadOfAMissingFileGivesNothingAndTheError) {
     bdx::Error error;
-    EXPECT_FALSE(BDXDiskIOManager::getInstance()->readFileAtPath(path("missing"), &error).has_value());
+    EXPECT_FALSE(io->readFileAtPath(path("missing"), &error).has_value());
     EXPECT_EQ(bdx::Error::POSIXErrorDomain, error.domain());
     EXPECT_EQ(ENOENT, error.code());
-    EXPECT_FALSE(BDXDiskIOManager::getInstance()->readFileAtPath("").has_value());
 }
 
 TEST_F(DiskIO, FailedWriteIsLoggedAndReportedAndLeavesNothingBehind) {
