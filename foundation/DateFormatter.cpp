@@ -8,9 +8,7 @@
 namespace bdx {
 
 struct DateFormatter::Engine {
-    explicit Engine(UDateFormat* f) : format(f) {}
-    ~Engine() { udat_close(format); }
-    UDateFormat* format;
+    Icu::DateFormatHandle handle;
 };
 
 DateFormatter::DateFormatter() : zone_(TimeZone::local()) {}
@@ -62,22 +60,14 @@ DateFormatter::Engine* DateFormatter::engine() const {
     if (engine_ || engineFailed_) {
         return engine_.get();
     }
-    const std::u16string zone = Icu::toUtf16(zone_.name());
-    const std::u16string pattern = Icu::toUtf16(format_);
     UErrorCode status = U_ZERO_ERROR;
-    UDateFormat* format = udat_open(UDAT_PATTERN, UDAT_PATTERN, locale_.c_str(), Icu::chars(zone),
-                                    Icu::length(zone), Icu::chars(pattern), Icu::length(pattern), &status);
-    if (U_FAILURE(status) || !format) {
-        if (format) {
-            udat_close(format);
-        }
+    Icu::DateFormatHandle format = Icu::openDateFormat(format_, zone_.name(), locale_, &status);
+    if (!format) {
         engineFailed_ = true;
         Console::logFault("cannot use the date format \"" + format_ + "\" (" + u_errorName(status) + ")");
         return nullptr;
     }
-    // Strict, as the platform's formatter is by default: no guessing of fields that do not match.
-    udat_setLenient(format, false);
-    engine_ = std::make_unique<Engine>(format);
+    engine_ = std::make_unique<Engine>(Engine{std::move(format)});
     return engine_.get();
 }
 
@@ -90,12 +80,12 @@ std::string DateFormatter::stringFromDate(Date date) const {
     UChar buffer[256];
     UErrorCode status = U_ZERO_ERROR;
     const UDate millis = Icu::millisecondsFromSeconds(date.timeIntervalSince1970());
-    int32_t length = udat_format(e->format, millis, buffer, 256, nullptr, &status);
+    int32_t length = udat_format(e->handle.get(), millis, buffer, 256, nullptr, &status);
     if (status == U_BUFFER_OVERFLOW_ERROR) {
         std::u16string large(static_cast<size_t>(length), u'\0');
         status = U_ZERO_ERROR;
-        length =
-            udat_format(e->format, millis, reinterpret_cast<UChar*>(large.data()), length, nullptr, &status);
+        length = udat_format(e->handle.get(), millis, reinterpret_cast<UChar*>(large.data()), length, nullptr,
+                             &status);
         return U_SUCCESS(status) ? Icu::toUtf8(Icu::chars(large), length) : std::string();
     }
     return U_SUCCESS(status) ? Icu::toUtf8(buffer, length) : std::string();
@@ -110,7 +100,8 @@ std::optional<Date> DateFormatter::dateFromString(std::string_view text) const {
     const std::u16string input = Icu::toUtf16(text);
     int32_t position = 0;
     UErrorCode status = U_ZERO_ERROR;
-    const UDate millis = udat_parse(e->format, Icu::chars(input), Icu::length(input), &position, &status);
+    const UDate millis =
+        udat_parse(e->handle.get(), Icu::chars(input), Icu::length(input), &position, &status);
     if (U_FAILURE(status) || position != Icu::length(input)) {
         return std::nullopt;
     }

@@ -4,6 +4,7 @@
 // library's UTF-8 and the engine's UTF-16, and owned calendar handles. For those sources only; keep it out of
 // public headers.
 #include <unicode/ucal.h>
+#include <unicode/udat.h>
 #include <unicode/utypes.h>
 
 #include <memory>
@@ -18,12 +19,20 @@ class Icu {
         void operator()(UCalendar* calendar) const { ucal_close(calendar); }
     };
     using CalendarHandle = std::unique_ptr<UCalendar, CalendarCloser>;
+    struct DateFormatCloser {
+        void operator()(UDateFormat* format) const { udat_close(format); }
+    };
+    using DateFormatHandle = std::unique_ptr<UDateFormat, DateFormatCloser>;
 
     // A Gregorian calendar in the zone of that identifier, en_US rules (weeks start on Sunday); nullptr when
     // the engine cannot make one.
     static CalendarHandle openCalendar(std::string_view zoneIdentifier);
+    // A strict date format of that pattern, zone and locale; nullptr (and `status` set) when the engine
+    // cannot make one.
+    static DateFormatHandle openDateFormat(std::string_view pattern, std::string_view zoneIdentifier,
+                                           std::string_view locale, UErrorCode* status);
     // Engine time (milliseconds) for seconds since 1970, rounded to the microsecond first so that a decimal
-    // fraction that binary cannot hold exactly (…530.123 stored as …530.12299…) keeps its millisecond.
+    // fraction that binary cannot hold exactly (1.001 stored as 1.000999…) keeps its millisecond.
     static double millisecondsFromSeconds(double seconds);
 
     static std::u16string toUtf16(std::string_view utf8);

@@ -27,7 +27,7 @@ class NotificationObject {
     // The object itself when it was given as a shared pointer of T (no type check: ask for the type posted).
     template <class T>
     std::shared_ptr<T> as() const {
-        return std::static_pointer_cast<T>(retained_);
+        return std::static_pointer_cast<T>(std::const_pointer_cast<void>(retained_));
     }
     explicit operator bool() const { return identity_ != nullptr; }
 

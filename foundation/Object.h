@@ -18,7 +18,9 @@ struct ClassInfo {
 };
 
 // Base of the classes that need run-time names: the class name in logs and payloads, kind tests by name, and
-// a description for "%@".
+// a description for "%@". Everything follows classInfo(): a class declares its own with BDX_DECLARE_CLASS,
+// and an object whose class is chosen at run time (a host's view of a class known only by name) returns one
+// made by ClassRegistry::defineClass.
 class Object {
   public:
     virtual ~Object() = default;

@@ -142,7 +142,6 @@ void OperationQueue::operationFinished(Operation* operation) {
     }
     Entry removed;
     std::size_t count;
-    bool wakeMain;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         auto found = std::find_if(entries_.begin(), entries_.end(),
@@ -156,7 +155,18 @@ void OperationQueue::operationFinished(Operation* operation) {
             --executing_;
         }
         count = entries_.size();
-        if (entries_.empty()) {
+        // Waiters see the queue empty only once observers have heard of it.
+        ++finishing_;
+    }
+    removed.operation->removeObserver(removed.readyToken);
+    removed.operation->removeObserver(removed.finishedToken);
+    notifyObservers("operationCount", count + 1, count);
+    pump();
+    bool wakeMain;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        --finishing_;
+        if (entries_.empty() && finishing_ == 0) {
             emptyCondition_.notify_all();
         }
         wakeMain = mainThreadWaiters_ > 0;
@@ -164,10 +174,6 @@ void OperationQueue::operationFinished(Operation* operation) {
     if (wakeMain) {
         RunLoop::main().wakeUp();
     }
-    removed.operation->removeObserver(removed.readyToken);
-    removed.operation->removeObserver(removed.finishedToken);
-    notifyObservers("operationCount", count + 1, count);
-    pump();
 }
 
 std::vector<std::shared_ptr<Operation>> OperationQueue::operations() const {
@@ -241,7 +247,8 @@ void OperationQueue::cancelAllOperations() {
 
 void OperationQueue::waitUntilAllOperationsAreFinished() {
     std::unique_lock<std::mutex> lock(mutex_);
-    RunLoop::waitUntil(lock, emptyCondition_, mainThreadWaiters_, [this] { return entries_.empty(); });
+    RunLoop::waitUntil(lock, emptyCondition_, mainThreadWaiters_,
+                       [this] { return entries_.empty() && finishing_ == 0; });
 }
 
 std::any OperationQueue::valueForKey(const std::string& key) const {

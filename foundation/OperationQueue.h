@@ -75,6 +75,7 @@ class OperationQueue : public KeyValueObservable, public std::enable_shared_from
     long maxConcurrentOperationCount_ = DefaultMaxConcurrentOperationCount;
     bool suspended_ = false;
     int mainThreadWaiters_ = 0;
+    int finishing_ = 0;
     std::string name_;
 };
 

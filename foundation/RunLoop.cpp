@@ -71,8 +71,8 @@ void RunLoop::enqueue(detail::DispatchItem item) {
         std::lock_guard<std::mutex> lock(mutex_);
         bool wasEmpty = pending_.empty();
         pending_.push_back(std::move(item));
-        if (waiting_) {
-            condition_.notify_one();
+        if (waiters_ > 0) {
+            condition_.notify_all();
         }
         if (wasEmpty) {
             handler = wakeUpHandler_;
@@ -147,14 +147,14 @@ bool RunLoop::runOnce(double timeoutSeconds) {
     std::unique_lock<std::mutex> lock(mutex_);
     auto ready = [this] { return !pending_.empty() || wakeRequested_; };
     if (!ready()) {
-        waiting_ = true;
+        ++waiters_;
         WorkerPool::BlockingScope blocking;
         if (timeoutSeconds < 0) {
             condition_.wait(lock, ready);
         } else {
             condition_.wait_for(lock, std::chrono::duration<double>(timeoutSeconds), ready);
         }
-        waiting_ = false;
+        --waiters_;
     }
     wakeRequested_ = false;
     if (pending_.empty()) {
@@ -170,9 +170,9 @@ void RunLoop::run() {
     std::unique_lock<std::mutex> lock(mutex_);
     while (!stopRequested_) {
         if (pending_.empty()) {
-            waiting_ = true;
+            ++waiters_;
             condition_.wait(lock, [this] { return !pending_.empty() || stopRequested_; });
-            waiting_ = false;
+            --waiters_;
             continue;
         }
         runBatch(lock);
@@ -190,6 +190,23 @@ void RunLoop::wakeUp() {
     std::lock_guard<std::mutex> lock(mutex_);
     wakeRequested_ = true;
     condition_.notify_all();
+}
+
+bool RunLoop::waitForBlocks(double timeoutSeconds) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    auto ready = [this] { return !pending_.empty() || wakeRequested_; };
+    if (!ready()) {
+        ++waiters_;
+        WorkerPool::BlockingScope blocking;
+        if (timeoutSeconds < 0) {
+            condition_.wait(lock, ready);
+        } else {
+            condition_.wait_for(lock, std::chrono::duration<double>(timeoutSeconds), ready);
+        }
+        --waiters_;
+    }
+    wakeRequested_ = false;
+    return !pending_.empty();
 }
 
 bool RunLoop::hasPendingBlocks() const {

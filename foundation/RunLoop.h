@@ -41,6 +41,9 @@ class RunLoop {
     void stop();
     // Makes a waiting runOnce() return, even with no block to run.
     void wakeUp();
+    // Waits up to `timeoutSeconds` of real time (negative: without limit) until a block is pending or
+    // wakeUp() is called, without running anything. True when a block is pending.
+    bool waitForBlocks(double timeoutSeconds);
     bool hasPendingBlocks() const;
     // True while the loop runs one of its blocks.
     bool isRunningBlock() const;
@@ -83,7 +86,7 @@ class RunLoop {
     std::condition_variable condition_;
     std::vector<detail::DispatchItem> pending_;
     std::vector<detail::DispatchItem> batch_;
-    bool waiting_ = false;
+    int waiters_ = 0;
     bool wakeRequested_ = false;
     bool stopRequested_ = false;
     bool running_ = false;

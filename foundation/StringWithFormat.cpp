@@ -431,14 +431,18 @@ class Formatter {
                 return;
             }
             case 'p': {
+                if (argument.kind() == FormatArgument::Kind::Null) {
+                    pad(out, "0x0", spec);
+                    return;
+                }
                 auto value = asSigned(argument);
-                if (!value && argument.kind() != FormatArgument::Kind::Null) {
+                if (!value) {
                     return mismatch(argument, spec, out);
                 }
                 Spec plain = spec;
                 plain.precision.reset();
                 printf(out, plain, "", 'p',
-                       reinterpret_cast<const void*>(static_cast<std::uintptr_t>(value.value_or(0))));
+                       reinterpret_cast<const void*>(static_cast<std::uintptr_t>(*value)));
                 return;
             }
             default: {

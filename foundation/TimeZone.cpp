@@ -144,22 +144,16 @@ bool TimeZone::isDaylightSavingTimeForDate(Date date) const {
 }
 
 std::string TimeZone::abbreviationForDate(Date date) const {
-    const std::u16string zone = Icu::toUtf16(name_);
-    const std::u16string pattern = u"z";
     UErrorCode status = U_ZERO_ERROR;
-    UDateFormat* format = udat_open(UDAT_PATTERN, UDAT_PATTERN, "en_US", Icu::chars(zone), Icu::length(zone),
-                                    Icu::chars(pattern), Icu::length(pattern), &status);
-    if (U_FAILURE(status) || !format) {
-        if (format) {
-            udat_close(format);
-        }
+    Icu::DateFormatHandle format = Icu::openDateFormat("z", name_, "en_US", &status);
+    if (!format) {
         return name_;
     }
     UChar buffer[64];
     status = U_ZERO_ERROR;
-    const int32_t length = udat_format(format, Icu::millisecondsFromSeconds(date.timeIntervalSince1970()),
-                                       buffer, 64, nullptr, &status);
-    udat_close(format);
+    const int32_t length =
+        udat_format(format.get(), Icu::millisecondsFromSeconds(date.timeIntervalSince1970()), buffer, 64,
+                    nullptr, &status);
     return U_SUCCESS(status) ? Icu::toUtf8(buffer, length) : name_;
 }
 

@@ -17,10 +17,13 @@
 namespace bdx {
 namespace {
 
+constexpr const char* kDefaultDomainName = "BrindlexCore";
+
 struct StandardState {
     std::mutex mutex;
     std::shared_ptr<UserDefaults> instance;
-    std::string domainName = "BrindlexCore";
+    std::string domainName = kDefaultDomainName;
+    bool domainResetRegistered = false;
 };
 
 StandardState& standardState() {
@@ -91,6 +94,15 @@ void UserDefaults::setStandardDomainName(std::string_view name) {
     auto& s = standardState();
     std::lock_guard<std::mutex> lock(s.mutex);
     s.domainName = name;
+    if (!s.domainResetRegistered) {
+        s.domainResetRegistered = true;
+        registerSingletonReset([] {
+            auto& state = standardState();
+            std::lock_guard<std::mutex> resetLock(state.mutex);
+            state.domainName = kDefaultDomainName;
+            state.domainResetRegistered = false;
+        });
+    }
 }
 
 std::string UserDefaults::standardDomainName() {

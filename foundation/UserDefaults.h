@@ -31,7 +31,8 @@ class UserDefaults {
     static std::shared_ptr<UserDefaults> standardUserDefaults();
     static void resetStandardUserDefaults();
     // The name of the standard store's file: the app's bundle identifier once the host gives it, otherwise
-    // "BrindlexCore". A change takes effect the next time the standard store is made.
+    // "BrindlexCore". A change takes effect the next time the standard store is made; resetAllSingletons()
+    // goes back to the default.
     static void setStandardDomainName(std::string_view name);
     static std::string standardDomainName();
 

@@ -5,6 +5,7 @@
 #include <jpeglib.h>
 // clang-format on
 #include <png.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <bit>

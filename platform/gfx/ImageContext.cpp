@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cmath>
 #include <cstring>
+#include <new>
 #include <string>
 
 #include "platform/PlatformLog.h"
@@ -16,10 +17,8 @@ namespace {
 
 std::atomic<double> gMainScreenScale{1.0};
 
-// Side length in pixels of `points` at `scale`; a hair of tolerance keeps 390 * 3 from becoming 1171.
-int pixelsFor(double points, double scale) {
-    return static_cast<int>(std::ceil(points * scale - 1e-9));
-}
+// Bitmaps beyond this many pixels (about 1 GB) are refused rather than allocated.
+constexpr double kMaxPixels = double(1 << 28);
 
 cairo_operator_t cairoOperator(BlendMode mode) {
     switch (mode) {
@@ -210,6 +209,8 @@ struct GState {
     InterpolationQuality interpolation = InterpolationQuality::Default;
     // This state opened a transparency layer: only endTransparencyLayer may pop it.
     bool opensLayer = false;
+    // The layer was opened inside a state of its own (for its clip), which ends with it.
+    bool closesWithParent = false;
     double layerAlpha = 1.0;
     BlendMode layerBlend = BlendMode::Normal;
 };
@@ -229,6 +230,8 @@ double mainScreenScale() {
 }
 
 struct ImageContext::Impl {
+    // The bitmap's pixels, owned here so that takeImage can hand them over without a copy.
+    std::vector<std::uint32_t> buffer;
     cairo_surface_t* surface = nullptr;
     cairo_t* cr = nullptr;
     Size size;
@@ -364,10 +367,26 @@ ImageContext::ImageContext(Size size, bool opaque, double scale) : impl_(std::ma
                                " has no pixels; nothing will be drawn");
         return;
     }
-    const int w = pixelsFor(size.width, scale);
-    const int h = pixelsFor(size.height, scale);
+    // Whole pixels, rounded up; a hair of tolerance keeps 390 * 3 from becoming 1171.
+    const double pw = std::ceil(size.width * scale - 1e-9);
+    const double ph = std::ceil(size.height * scale - 1e-9);
+    if (pw * ph > kMaxPixels || pw > 32767 || ph > 32767) {
+        platformLog("gfx", "image context of " + std::to_string(pw) + "x" + std::to_string(ph) +
+                               " pixels is too large; nothing will be drawn");
+        return;
+    }
+    const int w = static_cast<int>(pw);
+    const int h = static_cast<int>(ph);
+    try {
+        impl_->buffer.assign(static_cast<std::size_t>(w) * static_cast<std::size_t>(h), 0u);
+    } catch (const std::bad_alloc&) {
+        platformLog("gfx", "no memory for an image context of " + std::to_string(w) + "x" +
+                               std::to_string(h) + " pixels; nothing will be drawn");
+        return;
+    }
     cairo_surface_t* surface =
-        cairo_image_surface_create(opaque ? CAIRO_FORMAT_RGB24 : CAIRO_FORMAT_ARGB32, w, h);
+        cairo_image_surface_create_for_data(reinterpret_cast<unsigned char*>(impl_->buffer.data()),
+                                            opaque ? CAIRO_FORMAT_RGB24 : CAIRO_FORMAT_ARGB32, w, h, w * 4);
     if (cairo_surface_status(surface) != CAIRO_STATUS_SUCCESS) {
         platformLog(
             "gfx", std::string("image context of ") + std::to_string(w) + "x" + std::to_string(h) +
@@ -415,7 +434,10 @@ void ImageContext::saveGState() {
         return;
     }
     cairo_save(impl_->cr);
-    impl_->states.push_back(impl_->state());
+    GState copy = impl_->state();
+    copy.opensLayer = false;
+    copy.closesWithParent = false;
+    impl_->states.push_back(copy);
 }
 
 void ImageContext::restoreGState() {
@@ -437,6 +459,7 @@ void ImageContext::beginTransparencyLayer() {
     }
     GState inner = impl_->state();
     inner.opensLayer = true;
+    inner.closesWithParent = false;
     inner.layerAlpha = inner.alpha;
     inner.layerBlend = inner.blend;
     inner.alpha = 1.0;
@@ -444,6 +467,18 @@ void ImageContext::beginTransparencyLayer() {
     cairo_save(impl_->cr);
     impl_->states.push_back(inner);
     cairo_push_group(impl_->cr);
+}
+
+void ImageContext::beginTransparencyLayerWithRect(const Rect& bounds) {
+    if (!isValid()) {
+        return;
+    }
+    // The clip is taken before the layer opens, so that the layer's surface is only as large as
+    // the clipped area; endTransparencyLayer's restore lifts it again.
+    saveGState();
+    clipToRect(bounds);
+    beginTransparencyLayer();
+    impl_->state().closesWithParent = true;
 }
 
 void ImageContext::endTransparencyLayer() {
@@ -465,10 +500,14 @@ void ImageContext::endTransparencyLayer() {
     cairo_paint_with_alpha(impl_->cr, layer.layerAlpha);
     cairo_restore(impl_->cr);
     impl_->states.pop_back();
+    if (layer.closesWithParent) {
+        cairo_restore(impl_->cr);
+        impl_->states.pop_back();
+    }
 }
 
 void ImageContext::translateCTM(double tx, double ty) {
-    if (isValid()) {
+    if (isValid() && std::isfinite(tx) && std::isfinite(ty)) {
         cairo_translate(impl_->cr, tx, ty);
     }
 }
@@ -559,10 +598,20 @@ void ImageContext::setLineDash(double phase, const std::vector<double>& lengths)
     if (!isValid()) {
         return;
     }
-    cairo_set_dash(impl_->cr, lengths.data(), static_cast<int>(lengths.size()), phase);
-    if (cairo_status(impl_->cr) != CAIRO_STATUS_SUCCESS) {
-        platformLog("gfx", "line dash refused");
+    // Cairo would stop drawing for good on such a dash; refuse it here instead.
+    bool anyLength = false;
+    for (double l : lengths) {
+        if (!(l >= 0) || !std::isfinite(l)) {
+            platformLog("gfx", "line dash with a negative or non-finite length refused");
+            return;
+        }
+        anyLength = anyLength || l > 0;
     }
+    if ((!lengths.empty() && !anyLength) || !std::isfinite(phase)) {
+        platformLog("gfx", "line dash without any length refused");
+        return;
+    }
+    cairo_set_dash(impl_->cr, lengths.data(), static_cast<int>(lengths.size()), phase);
 }
 
 void ImageContext::setAlpha(double alpha) {
@@ -862,6 +911,11 @@ Image ImageContext::imageFromCurrentContext() const {
     if (!isValid()) {
         return {};
     }
+    if (cairo_status(impl_->cr) != CAIRO_STATUS_SUCCESS) {
+        // Cairo stops drawing for good after an error; say so rather than hand out a silent blank.
+        platformLog("gfx",
+                    std::string("drawing stopped early: ") + cairo_status_to_string(cairo_status(impl_->cr)));
+    }
     cairo_surface_flush(impl_->surface);
     const int w = impl_->pixelWidth, h = impl_->pixelHeight;
     const unsigned char* data = cairo_image_surface_get_data(impl_->surface);
@@ -877,6 +931,28 @@ Image ImageContext::imageFromCurrentContext() const {
         }
     }
     return Image::withPixels(w, h, std::move(pixels), impl_->scale);
+}
+
+Image ImageContext::takeImage() {
+    if (!isValid()) {
+        return {};
+    }
+    if (cairo_status(impl_->cr) != CAIRO_STATUS_SUCCESS) {
+        platformLog("gfx",
+                    std::string("drawing stopped early: ") + cairo_status_to_string(cairo_status(impl_->cr)));
+    }
+    cairo_surface_flush(impl_->surface);
+    cairo_destroy(impl_->cr);
+    cairo_surface_destroy(impl_->surface);
+    impl_->cr = nullptr;
+    impl_->surface = nullptr;
+    std::vector<std::uint32_t> pixels = std::move(impl_->buffer);
+    if (impl_->opaque) {
+        for (std::uint32_t& p : pixels) {
+            p |= 0xFF000000u;
+        }
+    }
+    return Image::withPixels(impl_->pixelWidth, impl_->pixelHeight, std::move(pixels), impl_->scale);
 }
 
 std::uint32_t ImageContext::pixelAt(int x, int y) const {

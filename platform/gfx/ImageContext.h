@@ -93,9 +93,10 @@ class ImageContext {
     void setLineCap(LineCap cap);
     void setLineJoin(LineJoin join);
     void setMiterLimit(double limit);
-    // Dash lengths in user points; empty for a solid line.
+    // Dash lengths in user points; empty for a solid line. Negative lengths, or only zeros, are
+    // refused (logged) and leave the dash as it was.
     void setLineDash(double phase, const std::vector<double>& lengths);
-    // Global alpha multiplied into everything drawn afterwards.
+    // The global alpha (replacing the previous one) that everything drawn afterwards is faded by.
     void setAlpha(double alpha);
     void setBlendMode(BlendMode mode);
     BlendMode blendMode() const;
@@ -108,6 +109,9 @@ class ImageContext {
     // half-transparent group do not show through each other). Inside the layer, alpha starts at 1
     // and the blend mode at normal. Layers nest; the graphics state is restored at end.
     void beginTransparencyLayer();
+    // The same, for drawing known to stay inside `bounds` (user space): anything outside is
+    // dropped, and the layer costs only the pixels of that area.
+    void beginTransparencyLayerWithRect(const Rect& bounds);
     void endTransparencyLayer();
 
     // Rectangles and ellipses, in the current fill / stroke colour and line style.
@@ -160,6 +164,9 @@ class ImageContext {
 
     // A snapshot of the bitmap with the context's scale, orientation Up. Drawing goes on afterwards.
     Image imageFromCurrentContext() const;
+    // The bitmap itself as the image, without copying it; the context is invalid afterwards (the
+    // way to finish a large capture).
+    Image takeImage();
     // Pixel reads of the live bitmap, in pixels, premultiplied 0xAARRGGBB; 0 outside.
     std::uint32_t pixelAt(int x, int y) const;
     // Direct access to the live bitmap, valid until the next drawing call. In an opaque context the

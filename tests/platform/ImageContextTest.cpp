@@ -41,6 +41,27 @@ TEST(ImageContextSetup, SizeScaleAndInitialContent) {
     EXPECT_EQ(ImageContext({390, 844}, false, 3).pixelHeight(), 2532);
 }
 
+TEST(ImageContextSetup, TakingTheImageEndsTheContext) {
+    ImageContext ctx({2, 2}, true, 2);
+    ctx.setFillColor(Color::red());
+    ctx.fillRect({0, 0, 1, 1});
+    const Image snapshot = ctx.imageFromCurrentContext();
+    ctx.fillRect({1, 1, 1, 1});
+    const Image taken = ctx.takeImage();
+    EXPECT_FALSE(ctx.isValid());
+    EXPECT_TRUE(ctx.takeImage().isNull());
+    ASSERT_EQ(taken.width(), 4);
+    EXPECT_EQ(taken.scale(), 2);
+    EXPECT_EQ(taken.pixelAt(0, 0), kRed);
+    EXPECT_EQ(taken.pixelAt(3, 3), kRed);
+    // Opaque: the unused alpha byte reads as full.
+    EXPECT_EQ(taken.pixelAt(3, 0), kBlack);
+    // The earlier snapshot did not see later drawing.
+    EXPECT_EQ(snapshot.pixelAt(3, 3), kBlack);
+    ctx.fillRect({0, 0, 2, 2});
+    EXPECT_EQ(taken.pixelAt(3, 0), kBlack);
+}
+
 TEST(ImageContextSetup, ScaleZeroTakesTheMainScreenScale) {
     setMainScreenScale(3);
     ImageContext ctx({4, 4}, false, 0);
@@ -224,6 +245,51 @@ TEST(ImageContextAlpha, TransparencyLayerCompositesTheGroupOnce) {
     EXPECT_EQ(grouped.pixelAt(2, 0), 0x80000080u);
 }
 
+TEST(ImageContextAlpha, BoundedLayerDropsWhatFallsOutside) {
+    ImageContext ctx({4, 1}, false, 1);
+    ctx.setFillColor(Color::green());
+    ctx.setAlpha(0.5);
+    ctx.beginTransparencyLayerWithRect({1, 0, 2, 1});
+    ctx.fillRect({0, 0, 4, 1});
+    ctx.endTransparencyLayer();
+    EXPECT_EQ(ctx.pixelAt(0, 0), 0u);
+    EXPECT_EQ(ctx.pixelAt(1, 0), 0x80008000u);
+    EXPECT_EQ(ctx.pixelAt(2, 0), 0x80008000u);
+    EXPECT_EQ(ctx.pixelAt(3, 0), 0u);
+    // The clip goes with the layer; the alpha set before it stays.
+    ctx.fillRect({0, 0, 1, 1});
+    EXPECT_EQ(ctx.pixelAt(0, 0), 0x80008000u);
+    EXPECT_TRUE(ctx.clipBoundingBox() == (Rect{0, 0, 4, 1}));
+}
+
+TEST(ImageContextAlpha, StateSavedInsideALayerRestoresInsideIt) {
+    ImageContext ctx({4, 1}, false, 1);
+    ctx.setShouldAntialias(false);
+    ctx.setAlpha(0.5);
+    ctx.beginTransparencyLayer();
+    ctx.saveGState();
+    ctx.setFillColor(Color::red());
+    ctx.restoreGState();
+    EXPECT_EQ(ctx.fillColor(), Color::black());
+    // A path's own stroke saves and restores around itself.
+    Path line;
+    line.moveTo({0, 0.5});
+    line.lineTo({2, 0.5});
+    ctx.stroke(line);
+    ctx.saveGState();
+    ctx.translateCTM(2, 0);
+    ctx.fillRect({0, 0, 1, 1});
+    // Ending the layer drops what was saved inside it and left open.
+    ctx.endTransparencyLayer();
+    EXPECT_TRUE(ctx.getCTM().isIdentity());
+    ctx.setAlpha(1);
+    ctx.fillRect({3, 0, 1, 1});
+    EXPECT_EQ(ctx.pixelAt(0, 0), 0x80000000u);
+    EXPECT_EQ(ctx.pixelAt(1, 0), 0x80000000u);
+    EXPECT_EQ(ctx.pixelAt(2, 0), 0x80000000u);
+    EXPECT_EQ(ctx.pixelAt(3, 0), kBlack);
+}
+
 TEST(ImageContextAntialias, OffGivesOnlyExactColours) {
     Path path;
     path.moveTo({3.3, 4.1});
@@ -327,6 +393,28 @@ TEST(ImageContextStroke, PathCarriesItsOwnLineStyle) {
     EXPECT_EQ(ctx.pixelAt(10, 3), 0u);
     EXPECT_NE(ctx.pixelAt(10, 1), ctx.pixelAt(10, 2));
     EXPECT_EQ(countOf(ctx.imageFromCurrentContext(), kBlack), 16 * 4 + 16);
+}
+
+TEST(ImageContextStroke, DashesAndBadInputThatMustNotStopDrawing) {
+    ImageContext ctx({12, 1}, false, 1);
+    ctx.setShouldAntialias(false);
+    ctx.setLineDash(0, {2, 2});
+    ctx.strokeLineSegments({{0, 0.5}, {12, 0.5}});
+    const std::uint32_t expected[] = {kBlack, kBlack, 0, 0, kBlack, kBlack, 0, 0, kBlack, kBlack, 0, 0};
+    for (int x = 0; x < 12; ++x) {
+        EXPECT_EQ(ctx.pixelAt(x, 0), expected[x]) << x;
+    }
+    // Refused without harm: a dash of zeros, a negative length, a singular transform, a zero
+    // scale, a non-finite translation. Drawing still works afterwards, solid and unmoved.
+    ctx.setLineDash(0, {0, 0});
+    ctx.setLineDash(0, {-1, 2});
+    ctx.concatCTM({0, 0, 0, 0, 1, 1});
+    ctx.scaleCTM(0, 1);
+    ctx.translateCTM(std::nan(""), 0);
+    ctx.clearRect({0, 0, 12, 1});
+    ctx.setLineDash(0, {});
+    ctx.strokeLineSegments({{0, 0.5}, {12, 0.5}});
+    EXPECT_EQ(countOf(ctx.imageFromCurrentContext(), kBlack), 12);
 }
 
 TEST(ImageContextFill, NonZeroAndEvenOddRules) {

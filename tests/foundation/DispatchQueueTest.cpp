@@ -1,0 +1,336 @@
+#include "foundation/DispatchQueue.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "foundation/Clock.h"
+#include "foundation/RunLoop.h"
+#include "testing/DispatchTesting.h"
+
+namespace {
+
+using bdx::DispatchQueue;
+using bdx::testing::DispatchTest;
+
+// A guard against hanging the suite when a fault keeps a block from running; never a way to wait
+// for an effect.
+constexpr auto kHangGuard = std::chrono::seconds(20);
+
+template <class T>
+bool arrives(std::future<T>& future) {
+    return future.wait_for(kHangGuard) == std::future_status::ready;
+}
+
+using SerialQueueTest = DispatchTest;
+
+TEST_F(SerialQueueTest, RunsBlocksOneAtATimeInSubmissionOrderFromEveryProducer) {
+    auto queue = DispatchQueue::create("com.bdx.test.serial");
+    constexpr int kProducers = 4;
+    constexpr int kPerProducer = 2000;
+    std::atomic<int> inside{0};
+    std::atomic<int> overlaps{0};
+    std::vector<std::pair<int, int>> seen;  // only touched on the queue
+    std::vector<std::thread> producers;
+    for (int p = 0; p < kProducers; ++p) {
+        producers.emplace_back([&, p] {
+            for (int i = 0; i < kPerProducer; ++i) {
+                queue->async([&, p, i] {
+                    if (inside.fetch_add(1) != 0) {
+                        ++overlaps;
+                    }
+                    seen.emplace_back(p, i);
+                    inside.fetch_sub(1);
+                });
+            }
+        });
+    }
+    for (auto& t : producers) {
+        t.join();
+    }
+    std::size_t count = 0;
+    queue->sync([&] { count = seen.size(); });
+    ASSERT_EQ(count, std::size_t{kProducers * kPerProducer});
+    EXPECT_EQ(overlaps.load(), 0);
+    std::vector<int> next(kProducers, 0);
+    for (auto [p, i] : seen) {
+        ASSERT_EQ(i, next[p]) << "producer " << p << " out of order";
+        ++next[p];
+    }
+}
+
+TEST_F(SerialQueueTest, SyncSeesEveryEarlierAsyncAndRunsOnTheCallingThread) {
+    auto queue = DispatchQueue::create("com.bdx.test.sync");
+    int counter = 0;  // guarded by the queue alone
+    std::promise<void> gate;
+    auto opened = gate.get_future().share();
+    // The first block holds the queue, so the sync below has to wait behind a busy queue.
+    queue->async([opened] { opened.wait(); });
+    for (int i = 0; i < 500; ++i) {
+        queue->async([&counter] { ++counter; });
+    }
+    std::thread opener([&gate] { gate.set_value(); });
+    int seen = -1;
+    std::thread::id ranOn;
+    bool current = false;
+    queue->sync([&] {
+        seen = counter;
+        ranOn = std::this_thread::get_id();
+        current = queue->isCurrent();
+    });
+    opener.join();
+    EXPECT_EQ(seen, 500);
+    EXPECT_EQ(ranOn, std::this_thread::get_id());
+    EXPECT_TRUE(current);
+    EXPECT_FALSE(queue->isCurrent());
+    // Blocks queued after the sync still run in order.
+    queue->async([&counter] { counter += 10; });
+    queue->sync([&] { seen = counter; });
+    EXPECT_EQ(seen, 510);
+}
+
+TEST_F(SerialQueueTest, SyncsFromManyThreadsInterleaveWithAsyncWithoutLoss) {
+    auto queue = DispatchQueue::create("com.bdx.test.mixed");
+    long total = 0;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&] {
+            for (int i = 0; i < 300; ++i) {
+                queue->async([&total] { total += 1; });
+                queue->sync([&total] { total += 1000; });
+            }
+        });
+    }
+    for (auto& t : threads) {
+        t.join();
+    }
+    long seen = 0;
+    queue->sync([&] { seen = total; });
+    EXPECT_EQ(seen, 4 * 300 * 1001);
+}
+
+TEST_F(SerialQueueTest, BarrierCallsOnASerialQueueAreOrdinaryCalls) {
+    auto queue = DispatchQueue::create("com.bdx.test.serial-barrier");
+    std::vector<int> order;
+    queue->async([&] { order.push_back(1); });
+    queue->barrierAsync([&] { order.push_back(2); });
+    queue->async([&] { order.push_back(3); });
+    queue->barrierSync([&] { order.push_back(4); });
+    EXPECT_EQ(order, (std::vector<int>{1, 2, 3, 4}));
+}
+
+TEST_F(SerialQueueTest, AnExceptionEscapingABlockIsLoggedAndTheQueueGoesOn) {
+    auto queue = DispatchQueue::create("com.bdx.test.throwing");
+    ::testing::internal::CaptureStderr();
+    queue->async([] { throw std::runtime_error("disk on fire"); });
+    bool ranAfter = false;
+    queue->sync([] { throw 42; });
+    queue->sync([&] { ranAfter = true; });
+    std::string log = ::testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(ranAfter);
+    EXPECT_NE(log.find("com.bdx.test.throwing"), std::string::npos) << log;
+    EXPECT_NE(log.find("disk on fire"), std::string::npos) << log;
+}
+
+using ConcurrentQueueTest = DispatchTest;
+
+TEST_F(ConcurrentQueueTest, PlainBlocksRunSideBySide) {
+    auto queue = DispatchQueue::create("com.bdx.test.concurrent", DispatchQueue::Attribute::Concurrent);
+    // Each block waits for the other's signal: they can only both finish if they run at once.
+    std::promise<void> firstStarted, secondStarted;
+    auto first = firstStarted.get_future().share();
+    auto second = secondStarted.get_future().share();
+    std::promise<bool> firstDone, secondDone;
+    auto a = firstDone.get_future();
+    auto b = secondDone.get_future();
+    queue->async([&, second] {
+        firstStarted.set_value();
+        firstDone.set_value(second.wait_for(kHangGuard) == std::future_status::ready);
+    });
+    queue->async([&, first] {
+        secondStarted.set_value();
+        secondDone.set_value(first.wait_for(kHangGuard) == std::future_status::ready);
+    });
+    ASSERT_TRUE(arrives(a));
+    ASSERT_TRUE(arrives(b));
+    EXPECT_TRUE(a.get());
+    EXPECT_TRUE(b.get());
+}
+
+TEST_F(ConcurrentQueueTest, BarrierRunsAloneAfterEveryEarlierBlockAndBeforeEveryLaterOne) {
+    auto queue = DispatchQueue::create("com.bdx.test.barrier", DispatchQueue::Attribute::Concurrent);
+    constexpr int kEarlier = 6;
+    constexpr int kLater = 6;
+    std::promise<void> gate;
+    auto opened = gate.get_future().share();
+    std::atomic<int> running{0};
+    std::atomic<int> earlierDone{0};
+    std::atomic<bool> barrierDone{false};
+    std::atomic<int> laterBeforeBarrier{0};
+    std::atomic<int> laterDone{0};
+    int runningDuringBarrier = -1;
+    int earlierSeenByBarrier = -1;
+    for (int i = 0; i < kEarlier; ++i) {
+        queue->async([&, opened] {
+            ++running;
+            opened.wait();  // earlier blocks are still running when the barrier is queued
+            ++earlierDone;
+            --running;
+        });
+    }
+    queue->barrierAsync([&] {
+        runningDuringBarrier = running.load();
+        earlierSeenByBarrier = earlierDone.load();
+        barrierDone = true;
+    });
+    std::promise<void> allLater;
+    for (int i = 0; i < kLater; ++i) {
+        queue->async([&] {
+            if (!barrierDone) {
+                ++laterBeforeBarrier;
+            }
+            if (++laterDone == kLater) {
+                allLater.set_value();
+            }
+        });
+    }
+    gate.set_value();
+    auto finished = allLater.get_future();
+    ASSERT_TRUE(arrives(finished));
+    EXPECT_EQ(earlierSeenByBarrier, kEarlier);
+    EXPECT_EQ(runningDuringBarrier, 0);
+    EXPECT_EQ(laterBeforeBarrier.load(), 0);
+}
+
+TEST_F(ConcurrentQueueTest, BarrierSyncWaitsForEarlierBlocksAndReadsSeeEarlierWrites) {
+    // The shape of the disk queue: writes are barrier blocks, reads plain syncs.
+    auto queue = DispatchQueue::create("com.bdx.test.disk", DispatchQueue::Attribute::Concurrent);
+    std::vector<int> file;
+    for (int i = 0; i < 200; ++i) {
+        queue->barrierAsync([&file, i] { file.push_back(i); });
+        if (i % 50 == 49) {
+            std::size_t size = 0;
+            queue->sync([&] { size = file.size(); });
+            EXPECT_EQ(size, std::size_t(i + 1));
+        }
+    }
+    std::atomic<int> plainDone{0};
+    for (int i = 0; i < 20; ++i) {
+        queue->async([&] { ++plainDone; });
+    }
+    int seenByBarrier = -1;
+    queue->barrierSync([&] { seenByBarrier = plainDone.load(); });
+    EXPECT_EQ(seenByBarrier, 20);
+}
+
+TEST_F(ConcurrentQueueTest, NestedPlainSyncFromInsideTheQueueRunsAtOnce) {
+    auto queue = DispatchQueue::create("com.bdx.test.nested", DispatchQueue::Attribute::Concurrent);
+    std::promise<std::vector<int>> result;
+    auto future = result.get_future();
+    queue->async([&] {
+        std::vector<int> order{1};
+        queue->sync([&] { order.push_back(2); });
+        order.push_back(3);
+        result.set_value(order);
+    });
+    ASSERT_TRUE(arrives(future));
+    EXPECT_EQ(future.get(), (std::vector<int>{1, 2, 3}));
+}
+
+using GlobalQueueTest = DispatchTest;
+
+TEST_F(GlobalQueueTest, PrioritiesMapToFourSharedConcurrentQueuesWithThePlatformLabels) {
+    EXPECT_EQ(DispatchQueue::global(DispatchQueue::PriorityHigh)->label(),
+              "com.apple.root.user-initiated-qos");
+    EXPECT_EQ(DispatchQueue::global(DispatchQueue::PriorityDefault)->label(), "com.apple.root.default-qos");
+    EXPECT_EQ(DispatchQueue::global(DispatchQueue::PriorityLow)->label(), "com.apple.root.utility-qos");
+    EXPECT_EQ(DispatchQueue::global(DispatchQueue::PriorityBackground)->label(),
+              "com.apple.root.background-qos");
+    EXPECT_EQ(DispatchQueue::global(), DispatchQueue::global(DispatchQueue::PriorityDefault));
+    EXPECT_FALSE(DispatchQueue::global()->isSerial());
+    EXPECT_EQ(DispatchQueue::main()->label(), "com.apple.main-thread");
+    EXPECT_TRUE(DispatchQueue::main()->isSerial());
+}
+
+TEST_F(GlobalQueueTest, CurrentLabelNamesTheQueueTheCodeRunsOn) {
+    auto serial = DispatchQueue::create("com.bdx.test.label");
+    std::promise<std::string> insideAsync;
+    auto label = insideAsync.get_future();
+    serial->async([&] { insideAsync.set_value(DispatchQueue::currentLabel()); });
+    ASSERT_TRUE(arrives(label));
+    EXPECT_EQ(label.get(), "com.bdx.test.label");
+
+    std::promise<std::string> onGlobal;
+    auto globalLabel = onGlobal.get_future();
+    DispatchQueue::global(DispatchQueue::PriorityBackground)->async([&] {
+        onGlobal.set_value(DispatchQueue::currentLabel());
+    });
+    ASSERT_TRUE(arrives(globalLabel));
+    EXPECT_EQ(globalLabel.get(), "com.apple.root.background-qos");
+
+    // The test's thread is the main thread.
+    EXPECT_EQ(DispatchQueue::currentLabel(), "com.apple.main-thread");
+    std::string elsewhere = "unset";
+    std::thread([&] { elsewhere = DispatchQueue::currentLabel(); }).join();
+    EXPECT_EQ(elsewhere, "");
+}
+
+TEST_F(GlobalQueueTest, BlocksOfAllPrioritiesRunAndWaitUntilIdleSeesThemDone) {
+    std::atomic<int> done{0};
+    for (long priority : {DispatchQueue::PriorityHigh, DispatchQueue::PriorityDefault,
+                          DispatchQueue::PriorityLow, DispatchQueue::PriorityBackground}) {
+        for (int i = 0; i < 50; ++i) {
+            DispatchQueue::global(priority)->async([&done] { ++done; });
+        }
+    }
+    bdx::testing::waitUntilIdle();
+    EXPECT_EQ(done.load(), 200);
+}
+
+using DelayedBlockTest = DispatchTest;
+
+TEST_F(DelayedBlockTest, DelayedBlocksFireInDeadlineOrderOnTheTargetQueueAndNotBeforeTheDeadline) {
+    auto queue = DispatchQueue::create("com.bdx.test.after");
+    auto clock = bdx::Clock::current();
+    std::vector<int> order;  // touched on the queue only
+    std::promise<void> last;
+    auto done = last.get_future();
+    // Absolute deadlines from one base, so that a stall of this thread cannot reorder them.
+    bdx::DispatchTime base = bdx::dispatchTime(bdx::kDispatchTimeNow, 0);
+    queue->asyncAfter(bdx::dispatchTime(base, 6'000'000), [&] {
+        order.push_back(3);
+        last.set_value();
+    });
+    queue->asyncAfter(bdx::dispatchTime(base, 2'000'000), [&] { order.push_back(1); });
+    queue->asyncAfter(bdx::dispatchTime(base, 4'000'000), [&] {
+        order.push_back(2);
+        EXPECT_TRUE(queue->isCurrent());
+    });
+    double scheduledAt = clock->monotonicNow();
+    std::promise<double> relative;
+    auto relativeFired = relative.get_future();
+    queue->after(0.003, [&] { relative.set_value(clock->monotonicNow()); });
+    ASSERT_TRUE(arrives(done));
+    ASSERT_TRUE(arrives(relativeFired));
+    queue->sync([] {});
+    EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
+    EXPECT_GE(relativeFired.get() - scheduledAt, 0.003);
+}
+
+TEST_F(DelayedBlockTest, ADelayOfZeroOrLessIsAnAsyncAndForeverIsNever) {
+    auto queue = DispatchQueue::create("com.bdx.test.zero");
+    std::vector<int> order;
+    queue->after(0, [&] { order.push_back(1); });
+    queue->after(-3, [&] { order.push_back(2); });
+    queue->asyncAfter(bdx::kDispatchTimeNow, [&] { order.push_back(3); });
+    queue->asyncAfter(bdx::kDispatchTimeForever, [&] { order.push_back(99); });
+    queue->sync([] {});
+    EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
+}
+
+}  // namespace

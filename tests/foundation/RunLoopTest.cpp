@@ -1,0 +1,193 @@
+#include "foundation/RunLoop.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+#include <thread>
+#include <vector>
+
+#include "foundation/DispatchQueue.h"
+#include "testing/DispatchTesting.h"
+
+namespace {
+
+using bdx::DispatchQueue;
+using bdx::RunLoop;
+
+constexpr auto kHangGuard = std::chrono::seconds(20);
+
+using MainQueueTest = bdx::testing::DispatchTest;
+
+TEST_F(MainQueueTest, BlocksWaitForThePumpAndRunOnTheMainThreadInOrder) {
+    std::vector<int> order;
+    std::vector<bool> onMain;
+    std::thread producer([&] {
+        for (int i = 0; i < 100; ++i) {
+            DispatchQueue::main()->async([&, i] {
+                order.push_back(i);
+                onMain.push_back(bdx::isMainThread() && DispatchQueue::main()->isCurrent());
+            });
+        }
+    });
+    producer.join();
+    EXPECT_TRUE(order.empty()) << "main-queue blocks ran without the main run loop being run";
+    EXPECT_TRUE(RunLoop::main().hasPendingBlocks());
+    EXPECT_EQ(RunLoop::main().runUntilIdle(), 100u);
+    ASSERT_EQ(order.size(), 100u);
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_EQ(order[i], i);
+        EXPECT_TRUE(onMain[i]);
+    }
+}
+
+TEST_F(MainQueueTest, RunUntilIdleAlsoRunsBlocksQueuedByBlocks) {
+    std::vector<int> order;
+    DispatchQueue::main()->async([&] {
+        order.push_back(1);
+        DispatchQueue::main()->async([&] { order.push_back(3); });
+    });
+    DispatchQueue::main()->async([&] { order.push_back(2); });
+    bdx::testing::runMainQueueUntilIdle();
+    EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
+}
+
+TEST_F(MainQueueTest, ASyncFromAWorkerRunsOnTheMainThreadAndSeesEarlierBlocks) {
+    auto queue = DispatchQueue::create("com.bdx.test.capture");
+    int value = 0;  // main thread only
+    DispatchQueue::main()->async([&] { value = 7; });
+    std::promise<std::pair<int, bool>> result;
+    auto future = result.get_future();
+    queue->async([&] {
+        int seen = 0;
+        bool onMain = false;
+        DispatchQueue::main()->sync([&] {
+            seen = value;
+            onMain = bdx::isMainThread();
+        });
+        result.set_value({seen, onMain});
+    });
+    bdx::testing::waitUntilIdle();
+    ASSERT_EQ(future.wait_for(kHangGuard), std::future_status::ready);
+    auto [seen, onMain] = future.get();
+    EXPECT_EQ(seen, 7);
+    EXPECT_TRUE(onMain);
+}
+
+TEST_F(MainQueueTest, RunOnceWaitsForABlockOrAWakeUp) {
+    EXPECT_FALSE(RunLoop::main().runOnce(0));
+    std::thread poster([] { DispatchQueue::main()->async([] {}); });
+    EXPECT_TRUE(RunLoop::main().runOnce(-1));
+    poster.join();
+    std::thread waker([] { RunLoop::main().wakeUp(); });
+    EXPECT_FALSE(RunLoop::main().runOnce(-1));
+    waker.join();
+}
+
+TEST_F(MainQueueTest, TheWakeUpHandlerTellsTheHostWhenWorkArrivesAtAnIdleLoop) {
+    std::atomic<int> wakeUps{0};
+    RunLoop::main().setWakeUpHandler([&] { ++wakeUps; });
+    std::thread([] {
+        DispatchQueue::main()->async([] {});
+        DispatchQueue::main()->async([] {});
+    }).join();
+    EXPECT_EQ(wakeUps.load(), 1);  // the second block found the loop already woken
+    RunLoop::main().runUntilIdle();
+    DispatchQueue::main()->async([] {});
+    EXPECT_EQ(wakeUps.load(), 2);
+}
+
+TEST_F(MainQueueTest, OtherThreadsCannotRunTheMainLoopNorCanABlockRunItAgain) {
+    int ran = 0;
+    DispatchQueue::main()->async([&] { ++ran; });
+    std::size_t fromOtherThread = 99;
+    ::testing::internal::CaptureStderr();
+    std::thread([&] { fromOtherThread = RunLoop::main().runUntilIdle(); }).join();
+    EXPECT_EQ(fromOtherThread, 0u);
+    EXPECT_EQ(ran, 0);
+
+    std::vector<int> order;
+    std::size_t nested = 99;
+    DispatchQueue::main()->async([&] {
+        order.push_back(1);
+        nested = RunLoop::main().runUntilIdle();
+        order.push_back(2);
+    });
+    DispatchQueue::main()->async([&] { order.push_back(3); });
+    RunLoop::main().runUntilIdle();
+    std::string log = ::testing::internal::GetCapturedStderr();
+    EXPECT_EQ(ran, 1);
+    EXPECT_EQ(nested, 0u);
+    EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
+    EXPECT_NE(log.find("main thread"), std::string::npos) << log;
+}
+
+using EmbeddedMainThreadTest = bdx::testing::DispatchTest;
+
+TEST_F(EmbeddedMainThreadTest, ServesTheMainQueueOnItsOwnThreadUntilStopped) {
+    EXPECT_TRUE(bdx::isMainThread());
+    RunLoop::startEmbeddedMainThread();
+    RunLoop::startEmbeddedMainThread();  // a second start does nothing
+    EXPECT_TRUE(RunLoop::isEmbeddedMainThreadRunning());
+    EXPECT_FALSE(bdx::isMainThread());
+
+    std::promise<std::thread::id> ranOn;
+    auto future = ranOn.get_future();
+    DispatchQueue::main()->async([&] { ranOn.set_value(std::this_thread::get_id()); });
+    ASSERT_EQ(future.wait_for(kHangGuard), std::future_status::ready);
+    std::thread::id embedded = future.get();
+    EXPECT_NE(embedded, std::this_thread::get_id());
+
+    bool onMain = false;
+    std::thread::id syncOn;
+    DispatchQueue::main()->sync([&] {
+        onMain = bdx::isMainThread();
+        syncOn = std::this_thread::get_id();
+    });
+    EXPECT_TRUE(onMain);
+    EXPECT_EQ(syncOn, embedded);
+
+    RunLoop::stopEmbeddedMainThread();
+    EXPECT_FALSE(RunLoop::isEmbeddedMainThreadRunning());
+    EXPECT_TRUE(bdx::isMainThread());
+}
+
+TEST_F(EmbeddedMainThreadTest, AHostThreadCanBeDeclaredTheMainThread) {
+    std::promise<void> posted;
+    std::thread host([&] {
+        RunLoop::makeCurrentThreadMain();
+        EXPECT_TRUE(bdx::isMainThread());
+        int ran = 0;
+        DispatchQueue::main()->async([&] { ran += bdx::isMainThread() ? 1 : 100; });
+        RunLoop::main().runUntilIdle();
+        EXPECT_EQ(ran, 1);
+        posted.set_value();
+    });
+    host.join();
+    EXPECT_FALSE(bdx::isMainThread());
+    RunLoop::makeCurrentThreadMain();
+    EXPECT_TRUE(bdx::isMainThread());
+}
+
+TEST(ThreadRunLoopTest, AThreadRunsWhatIsPerformedOnItsOwnLoop) {
+    std::promise<std::shared_ptr<RunLoop>> loopOfThread;
+    std::vector<int> order;
+    std::thread worker([&] {
+        auto loop = RunLoop::current();
+        loopOfThread.set_value(loop);
+        loop->run();
+    });
+    auto loop = loopOfThread.get_future().get();
+    EXPECT_NE(loop.get(), &RunLoop::main());
+    EXPECT_EQ(RunLoop::current().get(), &RunLoop::main());
+    std::thread::id workerId = worker.get_id();
+    loop->perform([&] { order.push_back(1); });
+    loop->perform([&, workerId] {
+        order.push_back(std::this_thread::get_id() == workerId ? 2 : -2);
+        RunLoop::current()->stop();
+    });
+    worker.join();
+    EXPECT_EQ(order, (std::vector<int>{1, 2}));
+}
+
+}  // namespace

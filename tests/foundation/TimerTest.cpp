@@ -1,0 +1,250 @@
+#include "foundation/Timer.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+#include <thread>
+#include <vector>
+
+#include "foundation/Clock.h"
+#include "foundation/DeadlineScheduler.h"
+#include "foundation/DispatchQueue.h"
+#include "foundation/RunLoop.h"
+#include "testing/DispatchTesting.h"
+
+namespace {
+
+using bdx::DispatchQueue;
+using bdx::Timer;
+using bdx::testing::VirtualClockTest;
+
+constexpr auto kHangGuard = std::chrono::seconds(20);
+
+using RealClockTimerTest = bdx::testing::DispatchTest;
+
+TEST_F(RealClockTimerTest, OneShotFiresOnceOnItsQueueAndIsThenInvalid) {
+    auto queue = DispatchQueue::create("com.bdx.test.timer");
+    std::promise<bool> fired;
+    auto future = fired.get_future();
+    auto timer = Timer::scheduledTimerWithTimeInterval(
+        0.002, false, [&](Timer&) { fired.set_value(queue->isCurrent()); }, queue);
+    EXPECT_TRUE(timer->isValid());
+    EXPECT_GT(timer->fireDate(), 0);
+    ASSERT_EQ(future.wait_for(kHangGuard), std::future_status::ready);
+    EXPECT_TRUE(future.get());
+    queue->sync([] {});
+    EXPECT_FALSE(timer->isValid());
+    EXPECT_EQ(bdx::DeadlineScheduler::shared().pendingCount(), 0u);
+}
+
+TEST_F(RealClockTimerTest, AnInvalidatedRepeatingTimerNeverFiresAgain) {
+    auto queue = DispatchQueue::create("com.bdx.test.repeat");
+    std::atomic<int> firings{0};
+    std::promise<void> third;
+    auto timer = Timer::scheduledTimerWithTimeInterval(
+        0.001, true,
+        [&](Timer& t) {
+            if (++firings == 3) {
+                t.invalidate();
+                third.set_value();
+            }
+        },
+        queue);
+    auto done = third.get_future();
+    ASSERT_EQ(done.wait_for(kHangGuard), std::future_status::ready);
+    // A block due well after the timer's next three deadlines: if the timer could still fire, it
+    // would have run before this one on the same serial queue.
+    std::promise<int> sentinel;
+    auto seen = sentinel.get_future();
+    queue->after(0.004, [&] { sentinel.set_value(firings.load()); });
+    ASSERT_EQ(seen.wait_for(kHangGuard), std::future_status::ready);
+    EXPECT_EQ(seen.get(), 3);
+    EXPECT_FALSE(timer->isValid());
+}
+
+TEST_F(RealClockTimerTest, InvalidateStopsAFiringAlreadyWaitingOnTheMainQueue) {
+    std::promise<void> arrived;
+    auto firingQueued = arrived.get_future();
+    std::atomic<bool> once{false};
+    bdx::RunLoop::main().setWakeUpHandler([&] {
+        if (!once.exchange(true)) {
+            arrived.set_value();
+        }
+    });
+    int firings = 0;
+    auto timer = Timer::scheduledTimerWithTimeInterval(0.001, true, [&](Timer&) { ++firings; });
+    // The firing is on the main queue, which this (main) thread has not run yet.
+    ASSERT_EQ(firingQueued.wait_for(kHangGuard), std::future_status::ready);
+    timer->invalidate();
+    bdx::testing::runMainQueueUntilIdle();
+    EXPECT_EQ(firings, 0);
+}
+
+TEST_F(VirtualClockTest, TimersAndDelayedBlocksFireInDeadlineOrderOnTheirQueuesAtTheirDeadline) {
+    auto background = DispatchQueue::create("com.bdx.test.background");
+    double start = clock->monotonicNow();
+    std::mutex mutex;
+    std::vector<std::tuple<std::string, double, bool>> fired;  // name, seconds since start, on its queue
+    auto record = [&](std::string name, const std::shared_ptr<DispatchQueue>& queue) {
+        std::lock_guard<std::mutex> lock(mutex);
+        fired.emplace_back(std::move(name), bdx::Clock::current()->monotonicNow() - start,
+                           queue->isCurrent());
+    };
+    auto repeating = Timer::scheduledTimerWithTimeInterval(
+        2.0, true, [&](Timer&) { record("tick", DispatchQueue::main()); });
+    DispatchQueue::main()->after(3.0, [&] { record("main+3", DispatchQueue::main()); });
+    background->after(1.0, [&] { record("background+1", background); });
+    auto oneShot = Timer::scheduledTimerWithTimeInterval(
+        5.0, false, [&](Timer&) { record("once+5", background); }, background);
+
+    bdx::testing::advance(0.5);
+    EXPECT_TRUE(fired.empty());
+    bdx::testing::advance(5.0);
+    repeating->invalidate();
+    bdx::testing::advance(10.0);
+
+    std::vector<std::tuple<std::string, double, bool>> expected{
+        {"background+1", 1.0, true}, {"tick", 2.0, true},   {"main+3", 3.0, true},
+        {"tick", 4.0, true},         {"once+5", 5.0, true},
+    };
+    EXPECT_EQ(fired, expected);
+    EXPECT_FALSE(oneShot->isValid());
+    EXPECT_DOUBLE_EQ(clock->monotonicNow() - start, 15.5);
+}
+
+TEST_F(VirtualClockTest, ADayOfASecondTimerFiresEverySecondInOrderWithoutSleeping) {
+    double start = clock->monotonicNow();
+    long firings = 0;
+    long outOfStep = 0;
+    auto timer = Timer::scheduledTimerWithTimeInterval(1.0, true, [&](Timer&) {
+        ++firings;
+        if (clock->monotonicNow() - start != static_cast<double>(firings)) {
+            ++outOfStep;
+        }
+    });
+    auto began = std::chrono::steady_clock::now();
+    bdx::testing::advance(86400);
+    auto took = std::chrono::steady_clock::now() - began;
+    EXPECT_EQ(firings, 86400);
+    EXPECT_EQ(outOfStep, 0);
+    EXPECT_DOUBLE_EQ(clock->now(), bdx::testing::VirtualClock::kStartDate + 86400);
+    EXPECT_LT(took, std::chrono::seconds(10));
+    timer->invalidate();
+}
+
+TEST_F(VirtualClockTest, WorkRescheduledFromAFiredBlockFiresInOrderWithinTheSameAdvance) {
+    std::vector<double> at;
+    double start = clock->monotonicNow();
+    int samples = 0;
+    // A self-rescheduling sampler, the way the profiler's loops run.
+    std::function<void()> sample = [&] {
+        at.push_back(clock->monotonicNow() - start);
+        if (++samples < 4) {
+            DispatchQueue::main()->after(0.5, sample);
+        }
+    };
+    DispatchQueue::main()->after(0.5, sample);
+    DispatchQueue::main()->after(1.25, [&] { at.push_back(-1.25); });
+    bdx::testing::advance(3);
+    EXPECT_EQ(at, (std::vector<double>{0.5, 1.0, -1.25, 1.5, 2.0}));
+}
+
+TEST_F(VirtualClockTest, AFiredBackgroundBlockHasRunBeforeTheNextFiresEvenIfItWaitsForTheMainQueue) {
+    auto queue = DispatchQueue::create("com.bdx.test.hop");
+    std::vector<std::string> order;  // main thread only
+    queue->after(1, [&] { DispatchQueue::main()->sync([&] { order.push_back("background hop at 1"); }); });
+    DispatchQueue::main()->after(1, [&] { order.push_back("main at 1"); });
+    DispatchQueue::main()->after(2, [&] { order.push_back("main at 2"); });
+    bdx::testing::advance(2);
+    EXPECT_EQ(order, (std::vector<std::string>{"background hop at 1", "main at 1", "main at 2"}));
+}
+
+TEST_F(VirtualClockTest, NothingFiresUntilTheClockIsAdvancedAndPendingTimeSurvivesAClockChange) {
+    bdx::testing::resetDispatchState();  // back to the real clock
+    int fired = 0;
+    DispatchQueue::main()->after(30, [&] { ++fired; });
+    clock = bdx::testing::installVirtualClock();  // 30 s left on the new clock
+    bdx::testing::runMainQueueUntilIdle();
+    bdx::testing::advance(29.9);
+    EXPECT_EQ(fired, 0);
+    bdx::testing::advance(0.2);
+    EXPECT_EQ(fired, 1);
+}
+
+TEST_F(VirtualClockTest, NothingOfAFinishedTestFiresInTheNext) {
+    int fired = 0;
+    DispatchQueue::main()->async([&] { ++fired; });
+    DispatchQueue::main()->after(1, [&] { ++fired; });
+    auto timer = Timer::scheduledTimerWithTimeInterval(1, true, [&](Timer&) { ++fired; });
+    bdx::testing::resetDispatchState();
+    clock = bdx::testing::installVirtualClock();
+    bdx::testing::advance(10);
+    EXPECT_EQ(fired, 0);
+    EXPECT_EQ(bdx::DeadlineScheduler::shared().pendingCount(), 0u);
+}
+
+TEST_F(VirtualClockTest, ATimerHeldByAnObjectThroughAWeakReferenceGoesWithIt) {
+    struct Recorder {
+        int firings = 0;
+        std::shared_ptr<Timer> timer;
+        ~Recorder() { timer->invalidate(); }
+    };
+    auto recorder = std::make_shared<Recorder>();
+    std::weak_ptr<Recorder> weakRecorder = recorder;
+    recorder->timer = Timer::scheduledTimerWithTimeInterval(1.0, true, [weakRecorder](Timer&) {
+        if (auto strong = weakRecorder.lock()) {
+            ++strong->firings;
+        }
+    });
+    std::weak_ptr<Timer> weakTimer = recorder->timer;
+    bdx::testing::advance(3);
+    EXPECT_EQ(recorder->firings, 3);
+    recorder.reset();
+    bdx::testing::advance(3);
+    EXPECT_TRUE(weakTimer.expired()) << "the scheduler still holds an invalidated timer";
+}
+
+TEST_F(VirtualClockTest, FireRunsTheBlockNowWithoutMovingTheSchedule) {
+    double start = clock->monotonicNow();
+    std::vector<double> at;
+    auto repeating = Timer::scheduledTimerWithTimeInterval(
+        10, true, [&](Timer&) { at.push_back(clock->monotonicNow() - start); });
+    bdx::testing::advance(4);
+    repeating->fire();
+    bdx::testing::advance(6);
+    EXPECT_EQ(at, (std::vector<double>{4, 10}));
+    EXPECT_TRUE(repeating->isValid());
+    repeating->invalidate();
+    repeating->fire();
+    EXPECT_EQ(at.size(), 2u);
+
+    int once = 0;
+    auto oneShot = Timer::scheduledTimerWithTimeInterval(10, false, [&](Timer&) { ++once; });
+    oneShot->fire();
+    EXPECT_FALSE(oneShot->isValid());
+    bdx::testing::advance(20);
+    EXPECT_EQ(once, 1);
+}
+
+TEST_F(VirtualClockTest, AnUnscheduledTimerWaitsForScheduleAndCountsFromThere) {
+    double start = clock->monotonicNow();
+    std::vector<double> at;
+    auto timer =
+        Timer::timerWithTimeInterval(2, false, [&](Timer&) { at.push_back(clock->monotonicNow() - start); });
+    bdx::testing::advance(5);
+    EXPECT_TRUE(at.empty());
+    timer->schedule();
+    bdx::testing::advance(5);
+    EXPECT_EQ(at, (std::vector<double>{7}));
+}
+
+TEST_F(VirtualClockTest, WallTimeFollowsTheVirtualClock) {
+    EXPECT_DOUBLE_EQ(clock->now(), bdx::testing::VirtualClock::kStartDate);
+    bdx::testing::advance(90);
+    EXPECT_DOUBLE_EQ(bdx::Clock::current()->now(), bdx::testing::VirtualClock::kStartDate + 90);
+    clock->shiftWallClock(-3600);
+    EXPECT_DOUBLE_EQ(clock->now(), bdx::testing::VirtualClock::kStartDate + 90 - 3600);
+}
+
+}  // namespace
