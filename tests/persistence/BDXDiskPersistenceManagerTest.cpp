@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -23,24 +22,12 @@
 #include "platform/gfx/ImageContext.h"
 #include "testing/ConsoleCapture.h"
 #include "testing/SandboxTest.h"
+#include "testing/VirtualClock.h"
 
 namespace fs = std::filesystem;
 using bdx::Console;
 
 namespace {
-
-// Wall time fixed where the test puts it; the monotonic scale stays real, so queues work as usual.
-class FixedClock : public bdx::Clock {
-  public:
-    explicit FixedClock(double now) : now_(now) {}
-    double now() const override { return now_; }
-    double monotonicNow() const override {
-        return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-    }
-
-  private:
-    double now_;
-};
 
 // 2024-03-05 15:04:05.625 UTC, in the afternoon: the twelve-hour clock writes the hour as 03.
 constexpr double kAfternoon = 1709651045.625;
@@ -53,9 +40,11 @@ class DiskStore : public bdx::testing::SandboxTest {
         bdx::gfx::setMainScreenScale(1);
         SandboxTest::TearDown();
     }
-    static void fixTime(double now) {
+    static std::shared_ptr<bdx::testing::VirtualClock> fixTime(double now) {
         bdx::TimeZone::setDefaultTimeZone(bdx::TimeZone::utc());
-        bdx::Clock::install(std::make_shared<FixedClock>(now));
+        auto clock = std::make_shared<bdx::testing::VirtualClock>(now);
+        bdx::Clock::install(clock);
+        return clock;
     }
 
     static std::shared_ptr<BDXDiskPersistenceManager> store() {
@@ -119,7 +108,7 @@ TEST_F(DiskStore, TemporaryDirectoryIsEmptiedAtEachStartAndTheCacheSurvives) {
 }
 
 TEST_F(DiskStore, NamesAreTheTwelveHourTimeAndANumber) {
-    fixTime(kAfternoon);
+    auto clock = fixTime(kAfternoon);
     auto s = store();
     const std::regex shape(std::string(kAfternoonName) + "([1-9][0-9]{0,4})");
     std::set<long> numbers;
@@ -132,7 +121,7 @@ TEST_F(DiskStore, NamesAreTheTwelveHourTimeAndANumber) {
     }
     EXPECT_GT(numbers.size(), 1900u) << "the numbers should vary";
     // Twelve hours earlier, in the morning, the date part is the same.
-    fixTime(kAfternoon - 12 * 3600);
+    clock->shiftWallClock(-12 * 3600);
     EXPECT_EQ(0u, s->randomName().rfind(kAfternoonName, 0));
 
     const std::string digits = std::string(kAfternoonName) + "[0-9]+";
