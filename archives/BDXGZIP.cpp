@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstddef>
+#include <new>
 
 namespace {
 
@@ -37,7 +38,11 @@ int pump(z_stream& stream, int (*step)(z_streamp, int), bdx::Data& out, std::siz
             length += growth;
         }
         if (out.size() < length) {
-            out.resize(length);
+            try {
+                out.resize(length);
+            } catch (const std::bad_alloc&) {
+                return Z_MEM_ERROR;
+            }
         }
         stream.next_out = out.data() + stream.total_out;
         stream.avail_out = static_cast<uInt>(std::min<std::size_t>(length - stream.total_out, UINT_MAX));
