@@ -407,8 +407,10 @@ std::optional<bdx::Value> BDXDiskPersistenceManager::userAttributes() {
 }
 
 long BDXDiskPersistenceManager::fileSizeAtLocation(const std::string& path) const {
+    // The size of a file: a directory has none worth telling (its listing's size on disk), so it is an
+    // error like a missing file.
     struct stat attributes {};
-    if (path.empty() || ::stat(path.c_str(), &attributes) != 0) {
+    if (path.empty() || ::stat(path.c_str(), &attributes) != 0 || !S_ISREG(attributes.st_mode)) {
         return -1;
     }
     return static_cast<long>(attributes.st_size);

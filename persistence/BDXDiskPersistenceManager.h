@@ -105,7 +105,7 @@ class BDXDiskPersistenceManager {
     void persistUserAttributes(const bdx::Value& userAttributes);
     // The attributes last persisted, or nothing when the file is missing or unreadable.
     std::optional<bdx::Value> userAttributes();
-    // The size in bytes, or -1 when it cannot be read.
+    // The size of the file in bytes, or -1 when it cannot be read (missing, or not a file).
     long fileSizeAtLocation(const std::string& path) const;
     bdx::Data getImageRepresentation(const bdx::gfx::Image& image, double withCompression) const;
 

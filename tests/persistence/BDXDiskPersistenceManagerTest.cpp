@@ -176,6 +176,7 @@ TEST_F(DiskStore, PersistOperationsReturnWhatTheirCallersRelyOn) {
     EXPECT_EQ("caf\xC3\xA9", contents(s->cacheDirectory() + name));
 
     EXPECT_EQ(-1, s->fileSizeAtLocation(library() + "/missing"));
+    EXPECT_EQ(-1, s->fileSizeAtLocation(library()));
     writeFile(library() + "/empty", "");
     EXPECT_EQ(0, s->fileSizeAtLocation(library() + "/empty"));
 
