@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "foundation/Console.h"
+
 namespace bdx {
 namespace {
 
@@ -12,8 +14,7 @@ void writeLine(const char* format, va_list args) {
     char line[1024];
     int prefix = std::snprintf(line, sizeof line, "[Brindlex] ");
     std::vsnprintf(line + prefix, sizeof line - static_cast<size_t>(prefix) - 1, format, args);
-    std::fprintf(stderr, "%s\n", line);
-    std::fflush(stderr);
+    Console::logFault(line);
 }
 
 }  // namespace
@@ -26,6 +27,9 @@ void ConcurrencyLog::error(const char* format, ...) {
 }
 
 void ConcurrencyLog::fatal(const char* format, ...) {
+    // A programming error is said on standard error even when a host silenced the console: the process
+    // is about to stop and this line is all its developer gets.
+    Console::setProcessOutputEnabled(true);
     va_list args;
     va_start(args, format);
     writeLine(format, args);

@@ -46,11 +46,13 @@ void SyncWaiter::signal() {
 }
 
 void SyncWaiter::wait() {
+    // Always through the mutex: returning on the flag alone could destroy the condition while the
+    // signalling thread is still inside notify.
+    std::unique_lock<std::mutex> lock(mutex);
     if (state.load(std::memory_order_acquire) != 0) {
         return;
     }
     WorkerPool::BlockingScope blocking;
-    std::unique_lock<std::mutex> lock(mutex);
     condition.wait(lock, [this] { return state.load(std::memory_order_acquire) != 0; });
 }
 

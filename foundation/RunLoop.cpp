@@ -67,16 +67,20 @@ void RunLoop::perform(DispatchBlock block) {
 
 void RunLoop::enqueue(detail::DispatchItem item) {
     std::shared_ptr<std::function<void()>> handler;
+    bool wake;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         bool wasEmpty = pending_.empty();
         pending_.push_back(std::move(item));
-        if (waiters_ > 0) {
-            condition_.notify_all();
-        }
+        wake = waiters_ > 0 && wasEmpty;
         if (wasEmpty) {
             handler = wakeUpHandler_;
         }
+    }
+    // Notified after the lock is released, so that the woken thread does not wake only to wait for it.
+    // Run loops live as long as anyone can perform on them, so the condition is still there.
+    if (wake) {
+        condition_.notify_all();
     }
     if (handler && *handler) {
         (*handler)();

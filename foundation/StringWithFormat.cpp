@@ -126,8 +126,8 @@ std::string FormatArgument::objectDescription() const {
 
 namespace {
 
-// One conversion specification as written in the format: %[n$][flags][width][.precision][length]conversion.
-struct Spec {
+// One conversion directive as written in the format: %[n$][flags][width][.precision][length]conversion.
+struct Directive {
     std::string flags;
     std::optional<int> width;
     std::optional<int> precision;
@@ -210,7 +210,7 @@ class Formatter {
     // Parses and renders the conversion starting at format_[start] == '%'; returns where the text goes on.
     size_t convert(size_t start, std::string& out) {
         size_t i = start + 1;
-        Spec spec;
+        Directive directive;
         std::optional<int> position;
 
         // A position "n$" looks like a width until the '$'.
@@ -224,80 +224,80 @@ class Formatter {
         }
         while (i < format_.size() && std::string_view("-+ #0'").find(format_[i]) != std::string_view::npos) {
             if (format_[i] != '\'') {
-                spec.flags.push_back(format_[i]);
+                directive.flags.push_back(format_[i]);
             }
             ++i;
         }
         if (i < format_.size() && format_[i] == '*') {
             ++i;
-            spec.width = takeStarNumber();
-            if (spec.width && *spec.width < 0) {
-                spec.flags.push_back('-');
-                spec.width = -*spec.width;
+            directive.width = takeStarNumber();
+            if (directive.width && *directive.width < 0) {
+                directive.flags.push_back('-');
+                directive.width = -*directive.width;
             }
         } else if (i < format_.size() && isDigit(format_[i])) {
-            spec.width = readNumber(i);
+            directive.width = readNumber(i);
         }
         if (i < format_.size() && format_[i] == '.') {
             ++i;
             if (i < format_.size() && format_[i] == '*') {
                 ++i;
-                spec.precision = takeStarNumber();
-                if (spec.precision && *spec.precision < 0) {
-                    spec.precision.reset();
+                directive.precision = takeStarNumber();
+                if (directive.precision && *directive.precision < 0) {
+                    directive.precision.reset();
                 }
             } else {
-                spec.precision = readNumber(i);
+                directive.precision = readNumber(i);
             }
         }
-        i = readLength(i, spec);
+        i = readLength(i, directive);
         if (i >= format_.size()) {
             fault("an unfinished conversion");
             out.append(format_.substr(start));
             return format_.size();
         }
-        spec.conversion = format_[i++];
-        if (spec.conversion == '%') {
+        directive.conversion = format_[i++];
+        if (directive.conversion == '%') {
             out.push_back('%');
             return i;
         }
-        if (std::string_view("@diouxXcCsSpfFeEgGaA").find(spec.conversion) == std::string_view::npos) {
-            fault(std::string("an unknown conversion '%") + spec.conversion + "'");
+        if (std::string_view("@diouxXcCsSpfFeEgGaA").find(directive.conversion) == std::string_view::npos) {
+            fault(std::string("an unknown conversion '%") + directive.conversion + "'");
             out.append(format_.substr(start, i - start));
             return i;
         }
         const FormatArgument* argument = takeArgument(position);
         if (!argument) {
             fault("a missing argument for conversion " + std::to_string(nextArgument_));
-            pad(out, "(null)", spec);
+            pad(out, "(null)", directive);
             return i;
         }
-        render(*argument, spec, out);
+        render(*argument, directive, out);
         return i;
     }
 
-    size_t readLength(size_t i, Spec& spec) const {
+    size_t readLength(size_t i, Directive& directive) const {
         auto at = [&](size_t k) { return k < format_.size() ? format_[k] : '\0'; };
         switch (at(i)) {
             case 'h':
                 if (at(i + 1) == 'h') {
-                    spec.lengthBits = 8;
+                    directive.lengthBits = 8;
                     return i + 2;
                 }
-                spec.lengthBits = 16;
+                directive.lengthBits = 16;
                 return i + 1;
             case 'l':
-                spec.lengthBits = 64;
+                directive.lengthBits = 64;
                 return at(i + 1) == 'l' ? i + 2 : i + 1;
             case 'q':
             case 'j':
             case 'z':
             case 't':
-                spec.lengthBits = 64;
+                directive.lengthBits = 64;
                 return i + 1;
             case 'L':
-                spec.longDouble = true;
-                spec.lengthBits = 64;
+                directive.longDouble = true;
+                directive.lengthBits = 64;
                 return i + 1;
             default:
                 return i;
@@ -305,13 +305,13 @@ class Formatter {
     }
 
     // Width and precision of %s and %@: the precision cuts the text (in bytes), the width pads it.
-    static void pad(std::string& out, std::string_view text, const Spec& spec) {
-        if (spec.precision && text.size() > static_cast<size_t>(*spec.precision)) {
-            text = text.substr(0, static_cast<size_t>(*spec.precision));
+    static void pad(std::string& out, std::string_view text, const Directive& directive) {
+        if (directive.precision && text.size() > static_cast<size_t>(*directive.precision)) {
+            text = text.substr(0, static_cast<size_t>(*directive.precision));
         }
-        const size_t width = spec.width ? static_cast<size_t>(*spec.width) : 0;
+        const size_t width = directive.width ? static_cast<size_t>(*directive.width) : 0;
         const size_t fill = width > text.size() ? width - text.size() : 0;
-        const bool left = spec.flags.find('-') != std::string::npos;
+        const bool left = directive.flags.find('-') != std::string::npos;
         if (!left) {
             out.append(fill, ' ');
         }
@@ -323,18 +323,19 @@ class Formatter {
 
     // The C conversion for one value, with the flags, width and precision as written.
     template <class T>
-    static void printf(std::string& out, const Spec& spec, const char* length, char conversion, T value) {
-        std::string directive = "%" + spec.flags;
-        if (spec.width) {
-            directive += std::to_string(*spec.width);
+    static void printf(std::string& out, const Directive& directive, const char* length, char conversion,
+                       T value) {
+        std::string cFormat = "%" + directive.flags;
+        if (directive.width) {
+            cFormat += std::to_string(*directive.width);
         }
-        if (spec.precision) {
-            directive += "." + std::to_string(*spec.precision);
+        if (directive.precision) {
+            cFormat += "." + std::to_string(*directive.precision);
         }
-        directive += length;
-        directive.push_back(conversion);
+        cFormat += length;
+        cFormat.push_back(conversion);
         char buffer[128];
-        const int needed = std::snprintf(buffer, sizeof buffer, directive.c_str(), value);
+        const int needed = std::snprintf(buffer, sizeof buffer, cFormat.c_str(), value);
         if (needed < 0) {
             return;
         }
@@ -343,7 +344,7 @@ class Formatter {
             return;
         }
         std::string large(static_cast<size_t>(needed) + 1, '\0');
-        std::snprintf(large.data(), large.size(), directive.c_str(), value);
+        std::snprintf(large.data(), large.size(), cFormat.c_str(), value);
         large.resize(static_cast<size_t>(needed));
         out += large;
     }
@@ -383,15 +384,15 @@ class Formatter {
     }
 
     // A number conversion given something that is not a number prints the thing as "%@" would.
-    void mismatch(const FormatArgument& argument, const Spec& spec, std::string& out) const {
-        fault(std::string("a non-number argument for conversion '%") + spec.conversion + "'");
-        pad(out, argument.objectDescription(), spec);
+    void mismatch(const FormatArgument& argument, const Directive& directive, std::string& out) const {
+        fault(std::string("a non-number argument for conversion '%") + directive.conversion + "'");
+        pad(out, argument.objectDescription(), directive);
     }
 
-    void render(const FormatArgument& argument, const Spec& spec, std::string& out) const {
-        switch (spec.conversion) {
+    void render(const FormatArgument& argument, const Directive& directive, std::string& out) const {
+        switch (directive.conversion) {
             case '@':
-                pad(out, argument.objectDescription(), spec);
+                pad(out, argument.objectDescription(), directive);
                 return;
             case 's':
             case 'S':
@@ -399,15 +400,15 @@ class Formatter {
                     argument.kind() != FormatArgument::Kind::Null) {
                     fault("a non-text argument for conversion '%s'");
                 }
-                pad(out, argument.objectDescription(), spec);
+                pad(out, argument.objectDescription(), directive);
                 return;
             case 'd':
             case 'i': {
                 auto value = asSigned(argument);
                 if (!value) {
-                    return mismatch(argument, spec, out);
+                    return mismatch(argument, directive, out);
                 }
-                printf(out, spec, "ll", 'd', truncateSigned(*value, spec.lengthBits));
+                printf(out, directive, "ll", 'd', truncateSigned(*value, directive.lengthBits));
                 return;
             }
             case 'o':
@@ -416,30 +417,31 @@ class Formatter {
             case 'X': {
                 auto value = asSigned(argument);
                 if (!value) {
-                    return mismatch(argument, spec, out);
+                    return mismatch(argument, directive, out);
                 }
-                printf(out, spec, "ll", spec.conversion, truncateUnsigned(*value, spec.lengthBits));
+                printf(out, directive, "ll", directive.conversion,
+                       truncateUnsigned(*value, directive.lengthBits));
                 return;
             }
             case 'c':
             case 'C': {
                 auto value = asSigned(argument);
                 if (!value) {
-                    return mismatch(argument, spec, out);
+                    return mismatch(argument, directive, out);
                 }
-                printf(out, spec, "", 'c', static_cast<int>(static_cast<unsigned char>(*value)));
+                printf(out, directive, "", 'c', static_cast<int>(static_cast<unsigned char>(*value)));
                 return;
             }
             case 'p': {
                 if (argument.kind() == FormatArgument::Kind::Null) {
-                    pad(out, "0x0", spec);
+                    pad(out, "0x0", directive);
                     return;
                 }
                 auto value = asSigned(argument);
                 if (!value) {
-                    return mismatch(argument, spec, out);
+                    return mismatch(argument, directive, out);
                 }
-                Spec plain = spec;
+                Directive plain = directive;
                 plain.precision.reset();
                 printf(out, plain, "", 'p',
                        reinterpret_cast<const void*>(static_cast<std::uintptr_t>(*value)));
@@ -448,9 +450,9 @@ class Formatter {
             default: {
                 auto value = asDouble(argument);
                 if (!value) {
-                    return mismatch(argument, spec, out);
+                    return mismatch(argument, directive, out);
                 }
-                printf(out, spec, "", spec.conversion, *value);
+                printf(out, directive, "", directive.conversion, *value);
                 return;
             }
         }

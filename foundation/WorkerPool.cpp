@@ -36,6 +36,9 @@ void WorkerPool::submit(Task task, int priorityIndex) {
     waitingCount_.fetch_add(1, std::memory_order_relaxed);
     if (sleeping_ > signalled_) {
         ++signalled_;
+        // After the lock is released, so that the worker does not wake only to wait for it (the pool
+        // lives for the whole process, so the condition is still there).
+        lock.unlock();
         workCondition_.notify_one();
     } else if (threads_ - blocked_ < usualThreads_ && threads_ < maximumThreads_) {
         spawnLocked();

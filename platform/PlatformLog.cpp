@@ -1,7 +1,8 @@
 #include "platform/PlatformLog.h"
 
-#include <cstdio>
 #include <string>
+
+#include "foundation/Console.h"
 
 namespace bdx {
 
@@ -10,9 +11,7 @@ void platformLog(std::string_view area, std::string_view message) {
     line.append(area);
     line.append(": ");
     line.append(message);
-    line.push_back('\n');
-    // One write per line so that lines from several threads do not interleave.
-    std::fwrite(line.data(), 1, line.size(), stderr);
+    Console::logFault(line);
 }
 
 }  // namespace bdx

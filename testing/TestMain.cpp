@@ -4,12 +4,14 @@
 
 #include "foundation/Sandbox.h"
 #include "foundation/SingletonReset.h"
+#include "testing/DispatchTesting.h"
 #include "testing/TemporaryDirectory.h"
 
 namespace {
 
 // Every test starts from nothing: a sandbox root of its own (so that no test ever writes into the user's real
-// data folder) and no singleton left by the test before. Fixtures may set a root of their own on top.
+// data folder), no singleton left by the test before, no block or deadline of it left to fire and the real
+// clock in force. Fixtures may set a root of their own on top.
 class FreshStateListener : public ::testing::EmptyTestEventListener {
   public:
     void OnTestStart(const ::testing::TestInfo&) override {
@@ -18,7 +20,11 @@ class FreshStateListener : public ::testing::EmptyTestEventListener {
     }
 
     void OnTestEnd(const ::testing::TestInfo&) override {
+        // Work of the test first, so that nothing still running uses a singleton as it goes; then the
+        // singletons; then whatever they queued as they went.
+        bdx::testing::resetDispatchState();
         bdx::resetAllSingletons();
+        bdx::testing::resetDispatchState();
         root_.reset();
     }
 

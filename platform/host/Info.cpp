@@ -12,6 +12,8 @@
 #include <sstream>
 #include <system_error>
 
+#include "foundation/Sandbox.h"
+#include "foundation/SingletonReset.h"
 #include "platform/PlatformLog.h"
 
 #ifndef BDX_VERSION_STRING
@@ -241,7 +243,12 @@ Info& Info::operator=(const Info& other) {
 std::shared_ptr<Info> Info::shared() {
     std::lock_guard lock(gSharedMutex);
     if (!gShared) {
+        // Resets are consumed when they run, so each made instance registers its own.
+        registerSingletonReset([] { Info::resetShared(); });
         gShared = std::make_shared<Info>();
+        // The vendor identifier lives with the application's data, so that it survives a relaunch
+        // and goes when the application's data goes.
+        gShared->setStorageDirectory(Sandbox::current().library());
     }
     return gShared;
 }

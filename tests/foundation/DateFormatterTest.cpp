@@ -10,6 +10,7 @@
 #include "foundation/Clock.h"
 #include "foundation/Date.h"
 #include "foundation/TimeZone.h"
+#include "testing/VirtualClock.h"
 
 using bdx::Calendar;
 using bdx::Date;
@@ -33,22 +34,10 @@ std::string format(const char* pattern, const char* zoneName, double seconds) {
     return DateFormatter(pattern, zone(zoneName)).stringFromDate(Date(seconds));
 }
 
-class FixedClock : public bdx::Clock {
-  public:
-    explicit FixedClock(double now) : now_(now) {}
-    double now() const override { return now_; }
-    double monotonicNow() const override { return now_; }
-    bool isVirtual() const override { return true; }
-
-  private:
-    double now_;
-};
-
-// Stops the time for one scope.
-struct StoppedClock {
-    explicit StoppedClock(double now) { bdx::Clock::install(std::make_shared<FixedClock>(now)); }
-    ~StoppedClock() { bdx::Clock::install(nullptr); }
-};
+// Stops the time at `now`; the test main puts the real clock back after each test.
+void stopClockAt(double now) {
+    bdx::Clock::install(std::make_shared<bdx::testing::VirtualClock>(now));
+}
 
 }  // namespace
 
@@ -230,7 +219,7 @@ TEST(Dates, ArithmeticComparisonAndTheInstalledClock) {
     EXPECT_EQ(Date::distantPast().description(), "0001-01-01 00:00:00 +0000");
     EXPECT_EQ(Date::distantFuture().description(), "4001-01-01 00:00:00 +0000");
 
-    StoppedClock clock(kWinterNoon);
+    stopClockAt(kWinterNoon);
     EXPECT_EQ(Date::now().timeIntervalSince1970(), kWinterNoon);
     EXPECT_EQ(Date(kWinterNoon + 60).timeIntervalSinceNow(), 60.0);
     EXPECT_EQ(Date::dateWithTimeIntervalSinceNow(-1).timeIntervalSince1970(), kWinterNoon - 1);

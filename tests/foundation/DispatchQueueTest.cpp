@@ -10,7 +10,9 @@
 #include <vector>
 
 #include "foundation/Clock.h"
+#include "foundation/DispatchSemaphore.h"
 #include "foundation/RunLoop.h"
+#include "foundation/WorkerPool.h"
 #include "testing/DispatchTesting.h"
 
 namespace {
@@ -135,6 +137,42 @@ TEST_F(SerialQueueTest, AnExceptionEscapingABlockIsLoggedAndTheQueueGoesOn) {
     EXPECT_TRUE(ranAfter);
     EXPECT_NE(log.find("com.bdx.test.throwing"), std::string::npos) << log;
     EXPECT_NE(log.find("disk on fire"), std::string::npos) << log;
+}
+
+TEST_F(SerialQueueTest, IdleSerialQueuesHoldNoThread) {
+    std::vector<std::shared_ptr<DispatchQueue>> queues;
+    std::atomic<int> ran{0};
+    for (int i = 0; i < 200; ++i) {
+        queues.push_back(DispatchQueue::create("com.bdx.test.many." + std::to_string(i)));
+        queues.back()->async([&ran] { ++ran; });
+    }
+    bdx::testing::waitUntilIdle();
+    EXPECT_EQ(ran.load(), 200);
+    // The queues share the pool's few threads; none keeps one of its own.
+    EXPECT_LT(bdx::WorkerPool::shared().threadCount(), 200u);
+}
+
+TEST_F(SerialQueueTest, WorkersBlockedOnSemaphoresDoNotStarveTheWorkTheyWaitFor) {
+    // More waiters than the pool's usual threads, each waiting for a block queued after all of them.
+    constexpr int kWaiters = 12;
+    std::vector<std::unique_ptr<bdx::DispatchSemaphore>> semaphores;
+    for (int i = 0; i < kWaiters; ++i) {
+        semaphores.push_back(std::make_unique<bdx::DispatchSemaphore>());
+    }
+    std::atomic<int> released{0};
+    for (int i = 0; i < kWaiters; ++i) {
+        DispatchQueue::global()->async([&, i] {
+            if (semaphores[i]->waitFor(20)) {
+                ++released;
+            }
+        });
+    }
+    auto signaller = DispatchQueue::create("com.bdx.test.signaller");
+    for (int i = 0; i < kWaiters; ++i) {
+        signaller->async([&, i] { semaphores[i]->signal(); });
+    }
+    bdx::testing::waitUntilIdle();
+    EXPECT_EQ(released.load(), kWaiters);
 }
 
 using ConcurrentQueueTest = DispatchTest;

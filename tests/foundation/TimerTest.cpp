@@ -25,12 +25,16 @@ using RealClockTimerTest = bdx::testing::DispatchTest;
 
 TEST_F(RealClockTimerTest, OneShotFiresOnceOnItsQueueAndIsThenInvalid) {
     auto queue = DispatchQueue::create("com.bdx.test.timer");
+    // The queue is held until the checks below are made, so that the firing cannot overtake them.
+    std::promise<void> gate;
+    queue->async([opened = gate.get_future().share()] { opened.wait(); });
     std::promise<bool> fired;
     auto future = fired.get_future();
     auto timer = Timer::scheduledTimerWithTimeInterval(
         0.002, false, [&](Timer&) { fired.set_value(queue->isCurrent()); }, queue);
     EXPECT_TRUE(timer->isValid());
     EXPECT_GT(timer->fireDate(), 0);
+    gate.set_value();
     ASSERT_EQ(future.wait_for(kHangGuard), std::future_status::ready);
     EXPECT_TRUE(future.get());
     queue->sync([] {});

@@ -15,6 +15,7 @@
 #include "foundation/Sandbox.h"
 #include "testing/ConsoleCapture.h"
 #include "testing/SandboxTest.h"
+#include "testing/VirtualClock.h"
 
 using bdx::Console;
 using bdx::Date;
@@ -23,22 +24,10 @@ using bdx::Value;
 
 namespace {
 
-class FixedClock : public bdx::Clock {
-  public:
-    explicit FixedClock(double now) : now_(now) {}
-    double now() const override { return now_; }
-    double monotonicNow() const override { return now_; }
-    bool isVirtual() const override { return true; }
-
-  private:
-    double now_;
-};
-
-// Stops the time for one scope.
-struct StoppedClock {
-    explicit StoppedClock(double now) { bdx::Clock::install(std::make_shared<FixedClock>(now)); }
-    ~StoppedClock() { bdx::Clock::install(nullptr); }
-};
+// Stops the time at `now`; the test main puts the real clock back after each test.
+void stopClockAt(double now) {
+    bdx::Clock::install(std::make_shared<bdx::testing::VirtualClock>(now));
+}
 
 std::string readText(const std::filesystem::path& path) {
     std::ifstream in(path, std::ios::binary);
@@ -178,7 +167,7 @@ TEST_F(UserDefaultsTest, ConcurrentWritersLoseNoKey) {
 }
 
 TEST_F(UserDefaultsTest, ADamagedFileIsLoggedSetAsideAndReplacedByAnEmptyStore) {
-    StoppedClock clock(1719835530.0);
+    stopClockAt(1719835530.0);
     std::filesystem::create_directories(preferencesFile().parent_path());
     const std::string damaged = "{\"BDXAppToken\": \"abc\", ";  // cut short, as a bad copy would leave it
     writeText(preferencesFile(), damaged);
