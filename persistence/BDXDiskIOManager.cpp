@@ -9,12 +9,11 @@
 #include <mutex>
 #include <utility>
 
+#include "Logging/BDXSDKDebugInfoLogger.h"
 #include "foundation/AtomicFile.h"
 #include "foundation/DispatchQueue.h"
 #include "foundation/Once.h"
 #include "foundation/SingletonReset.h"
-#include "foundation/StringWithFormat.h"
-#include "persistence/BDXDiskLog.h"
 
 namespace {
 
@@ -111,7 +110,7 @@ void BDXDiskIOManager::writeData(bdx::Data data, const std::string& toFile, Writ
         bdx::Error error;
         const bool success = writeAtomically(path, data, &error);
         if (!success) {
-            BDXDiskLogVerbose(bdx::stringWithFormat("Faild to write file to the disk error:%@", error));
+            BDXSDKLogVerbose("Faild to write file to the disk error:%@", error);
         }
         if (completion) {
             completion(success, success ? nullptr : &error);

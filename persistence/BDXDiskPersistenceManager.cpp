@@ -11,6 +11,7 @@
 #include <system_error>
 #include <utility>
 
+#include "Logging/BDXSDKDebugInfoLogger.h"
 #include "foundation/Date.h"
 #include "foundation/DateFormatter.h"
 #include "foundation/Once.h"
@@ -19,7 +20,6 @@
 #include "foundation/StringWithFormat.h"
 #include "foundation/UserDefaults.h"
 #include "persistence/BDXDiskIOManager.h"
-#include "persistence/BDXDiskLog.h"
 #include "persistence/BDXFileNameSuffix.h"
 #include "platform/gfx/ImageCodecs.h"
 #include "platform/gfx/ImageContext.h"
@@ -245,7 +245,7 @@ std::optional<std::string> BDXDiskPersistenceManager::persistImageForAutoScreenR
         return std::nullopt;
     }
     const std::string path = screenshotsRecordingDirectory() + name;
-    BDXDiskLogVerbose(bdx::stringWithFormat(">>> filepath %@", path));
+    BDXSDKLogVerbose(">>> filepath %@", path);
     BDXDiskIOManager::getInstance()->writeData(getImageRepresentation(image, 1.0), path);
     return name;
 }
@@ -347,7 +347,7 @@ void BDXDiskPersistenceManager::clearAutoScreenRecordingAtIdentifier(const std::
     }
     std::error_code ec;
     fs::remove_all(fs::path(path), ec);
-    BDXDiskLogVerbose(bdx::stringWithFormat("*** screenshots removed from path %@", path));
+    BDXSDKLogVerbose("*** screenshots removed from path %@", path);
 }
 
 std::vector<std::string> BDXDiskPersistenceManager::getAutoScreenRecordingContainingDirectories() {

@@ -13,6 +13,8 @@
 #include <set>
 #include <string>
 
+#include "Logging/BDXInspector.h"
+#include "Logging/BDXSDKDebugInfoLogger.h"
 #include "foundation/Clock.h"
 #include "foundation/DispatchQueue.h"
 #include "foundation/Sandbox.h"
@@ -35,6 +37,12 @@ constexpr const char* kAfternoonName = "20240305030405625";
 
 class DiskStore : public bdx::testing::SandboxTest {
   protected:
+    // The verbose lines of the SDK log are printed.
+    void SetUp() override {
+        SandboxTest::SetUp();
+        BDXSDKDebugInfoLogger::setLevel(0);
+        BDXInspector::overrideDebuggerAttached(true);
+    }
     void TearDown() override {
         bdx::Clock::install(nullptr);
         bdx::gfx::setMainScreenScale(1);
@@ -210,7 +218,8 @@ TEST_F(DiskStore, ClearAllCacheRemovesFilesAndEveryBDXPreference) {
     const std::string lost = s->persistString("lost");
     drainWrites();
     EXPECT_FALSE(fs::exists(s->cacheDirectory() + lost));
-    EXPECT_TRUE(console.contains(Console::Channel::SystemLog, "Faild to write file to the disk error:"));
+    EXPECT_TRUE(console.contains(Console::Channel::StandardOutput,
+                                 "[Brindlex] Faild to write file to the disk error:"));
     EXPECT_EQ(s->cacheDirectory(), s->getCacheDirectory());
     const std::string kept = s->persistString("kept");
     drainWrites();
@@ -236,16 +245,18 @@ TEST_F(DiskStore, ClearingTheRecordingUnderWayMakesItsNextFrameFail) {
     drainWrites();
     ASSERT_TRUE(name.has_value());
     EXPECT_TRUE(fs::is_regular_file(folder + *name));
-    EXPECT_TRUE(console.contains(Console::Channel::SystemLog, ">>> filepath " + folder + *name));
+    EXPECT_TRUE(
+        console.contains(Console::Channel::StandardOutput, "[Brindlex] >>> filepath " + folder + *name));
 
     s->clearAutoScreenRecordingAtIdentifier(s->screenshotsRecordingIdentifier());
     EXPECT_FALSE(fs::exists(folder));
-    EXPECT_TRUE(console.contains(Console::Channel::SystemLog, "*** screenshots removed from path"));
+    EXPECT_TRUE(
+        console.contains(Console::Channel::StandardOutput, "[Brindlex] *** screenshots removed from path"));
     EXPECT_TRUE(s->persistImageForAutoScreenRecording(frame).has_value());
     drainWrites();
     EXPECT_FALSE(fs::exists(folder));
-    EXPECT_TRUE(console.contains(Console::Channel::SystemLog, "Faild to write file to the disk error:"));
-    EXPECT_TRUE(console.lines(Console::Channel::StandardOutput).empty());
+    EXPECT_TRUE(console.contains(Console::Channel::StandardOutput,
+                                 "[Brindlex] Faild to write file to the disk error:"));
 }
 
 // Width, height and the centre pixel's colour of a JPEG, as djpeg decodes it.

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <memory>
+
+class BDXFeature;
+
+// The feature flags the service turns on and off, reached through `features` of BDXDefaults.
+class BDXFeatures {
+  public:
+    BDXFeatures();
+
+    bool multipleAttachments() const;
+    void setMultipleAttachments(bool enabled);
+    bool disclaimer() const;
+    void setDisclaimer(bool enabled);
+
+    void checkFeatures();
+    void clearPreviousData();
+    void adjustSDKDisableState();
+
+  private:
+    std::shared_ptr<BDXFeature> multipleAttachmentsFeature_;
+    std::shared_ptr<BDXFeature> disclaimerFeature_;
+};

@@ -1,0 +1,41 @@
+#include "core/BDXIntializationManager.h"
+
+#include "core/BDXSingleton.h"
+#include "foundation/BlockOperation.h"
+
+namespace {
+BDXSingleton<BDXIntializationManager>& singleton() {
+    static BDXSingleton<BDXIntializationManager> instance;
+    return instance;
+}
+}  // namespace
+
+std::shared_ptr<BDXIntializationManager> BDXIntializationManager::getInstance() {
+    return singleton().get([] {
+        auto manager = std::make_shared<BDXIntializationManager>();
+        manager->queue()->setMaxConcurrentOperationCount(1);
+        return manager;
+    });
+}
+
+BDXIntializationManager::BDXIntializationManager() : queue_(std::make_shared<bdx::OperationQueue>()) {}
+
+void BDXIntializationManager::addOperation(std::shared_ptr<bdx::Operation> operation) {
+    if (!operation) {
+        return;
+    }
+    queue_->addOperation(std::move(operation));
+}
+
+void BDXIntializationManager::addOperationBlock(std::function<void()> block) {
+    if (!block) {
+        return;
+    }
+    queue_->addOperation(bdx::BlockOperation::blockOperationWithBlock(std::move(block)));
+}
+
+void BDXIntializationManager::addOperations(const std::vector<std::shared_ptr<bdx::Operation>>& operations) {
+    for (const auto& operation : operations) {
+        addOperation(operation);
+    }
+}
