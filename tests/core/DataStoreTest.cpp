@@ -11,6 +11,7 @@
 #include "core/BDXDefaults.h"
 #include "core/BDXDefaultsKeys.h"
 #include "core/BDXUser.h"
+#include "foundation/Sandbox.h"
 #include "foundation/UserDefaults.h"
 #include "platform/host/Info.h"
 #include "testing/ConsoleCapture.h"
@@ -132,6 +133,17 @@ TEST_F(BDXDataStoreTest, EmptyAttachmentDataIsRefused) {
                                      "[Brindlex] File attachment data is empty or corrupted."));
     }
     EXPECT_TRUE(store->fileAttachments().empty());
+}
+
+TEST_F(BDXDataStoreTest, AttachmentDataIsWrittenAsTextInTheTemporaryDirectory) {
+    const std::string text = "host log\nsecond line";
+    store->addFileAttachmentWithData(bdx::Data(text.begin(), text.end()));
+    ASSERT_EQ(store->fileAttachments().size(), 1u);
+    const std::filesystem::path path = store->fileAttachments()[0];
+    EXPECT_EQ(path.parent_path(), bdx::Sandbox::current().library() / "BDXTemp");
+    EXPECT_EQ(path.extension(), ".txt");
+    std::ifstream in(path, std::ios::binary);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()), text);
 }
 
 TEST_F(BDXDataStoreTest, PreSendingHookRunsBeforeTheCompletionWhereAsked) {
