@@ -31,6 +31,7 @@
 #include "platform/ui/View.h"
 #include "platform/ui/ViewController.h"
 #include "platform/ui/Window.h"
+#include "profiler/BrindlexSessionProfiler.h"
 
 using bdx::ui::Application;
 using bdx::ui::Screen;
@@ -333,6 +334,15 @@ std::uint64_t BDXInspector::threadID() {
 bool BDXInspector::isMainThreadOrOverCommited() {
     return bdx::isMainThread() ||
            bdx::DispatchQueue::currentLabel().find("qos.overcommit") != std::string::npos;
+}
+
+bool BDXInspector::hasDiskSpaceAbove10Mega() {
+    const bdx::Value storage = BrindlexSessionProfiler::getStorage();
+    const auto megabytes = [&](const char* key) -> std::int64_t {
+        const auto entry = storage.find(key);
+        return entry != storage.end() && entry->is_number() ? entry->get<std::int64_t>() : 0;
+    };
+    return megabytes("total") - megabytes("used") > 10;
 }
 
 // Screen.

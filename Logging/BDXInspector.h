@@ -92,6 +92,9 @@ class BDXInspector {
     static std::uint64_t threadID();
     // On the main thread, or on a queue whose label contains "qos.overcommit".
     static bool isMainThreadOrOverCommited();
+    // More than 10 megabytes left on the application's volume: "total" less "used" of the profiler's
+    // storage reading, as whole numbers; exactly 10 counts as low.
+    static bool hasDiskSpaceAbove10Mega();
 
     // Screen.
     // The frame of the root view of applicationWindow, or the empty rectangle.
