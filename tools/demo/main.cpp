@@ -4,12 +4,14 @@
 #include <cstdlib>
 #include <string>
 
+#include "core/BDXDefaults.h"
 #include "core/BrindlexCore.h"
 #include "foundation/DispatchQueue.h"
 #include "foundation/RunLoop.h"
 #include "foundation/Sandbox.h"
 #include "platform/Services.h"
 #include "platform/host/Info.h"
+#include "platform/net/ReachabilityService.h"
 
 int main() {
     if (const char* root = std::getenv("BRINDLEX_SANDBOX")) {
@@ -30,6 +32,13 @@ int main() {
                 info->shortVersionString().c_str(), info->bundleIdentifier().c_str(),
                 info->systemName().c_str(), info->systemVersion().c_str(), info->model().c_str());
     std::printf("vendor id      %s\n", info->vendorIdentifier().c_str());
+    const auto defaults = BDXDefaults::getInstance();
+    bdx::net::ReachabilityFlags flags = 0;
+    auto target = bdx::net::ReachabilityService::current()->createWithName(defaults->baseURLHost());
+    const bool reachable =
+        target && target->getFlags(flags) && (flags & bdx::net::ReachabilityFlag::reachable);
+    std::printf("service        %s (%s)\n", defaults->baseURL().c_str(),
+                reachable ? "reachable" : "not reachable");
     std::printf("services:\n");
     for (const auto& service : bdx::platformServices()) {
         std::printf("  %-26s %s %s\n", service.role.c_str(), service.implementation.c_str(),
