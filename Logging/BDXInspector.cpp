@@ -121,6 +121,12 @@ bool isTracedBySystem() {
 
 }  // namespace
 
+std::shared_ptr<bdx::DispatchQueue> BDXInspector::inspectorQueue() {
+    static const std::shared_ptr<bdx::DispatchQueue> queue =
+        bdx::DispatchQueue::create("com.bdx.inspectorQueue", bdx::DispatchQueue::Attribute::Serial);
+    return queue;
+}
+
 std::string BDXInspector::getUUID() {
     auto defaults = BDXDefaults::getInstance();
     if (auto saved = defaults->savedUUID(); isUsable(saved)) {

@@ -8,6 +8,10 @@
 
 #include "platform/gfx/Geometry.h"
 
+namespace bdx {
+class DispatchQueue;
+}  // namespace bdx
+
 namespace bdx::ui {
 class Responder;
 class View;
@@ -21,6 +25,10 @@ class Window;
 // like the model itself; getCurrentView and getCurrentViewString say what they do elsewhere.
 class BDXInspector {
   public:
+    // The one serial queue of the console operations, labelled "com.bdx.inspectorQueue"; made on first
+    // use and the same for the whole process.
+    static std::shared_ptr<bdx::DispatchQueue> inspectorQueue();
+
     // Identifiers that go to the service.
     // The identifier in use: the saved one, or, when none is saved, one derived from the identity of
     // this moment (the identified email, else the device) and saved.

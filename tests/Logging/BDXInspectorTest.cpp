@@ -397,4 +397,16 @@ TEST(InspectorProcess, ThreadsAndQueues) {
     EXPECT_NE(workerThread, mainThread);
 }
 
+TEST_F(InspectorHost, ConsoleWorkRunsInOrderOnOneQueueMadeOnce) {
+    auto queue = BDXInspector::inspectorQueue();
+    ASSERT_NE(queue, nullptr);
+    EXPECT_EQ(queue, BDXInspector::inspectorQueue());
+    EXPECT_EQ(queue->label(), "com.bdx.inspectorQueue");
+    EXPECT_TRUE(queue->isSerial());
+
+    std::string seen;
+    queue->sync([&] { seen = bdx::DispatchQueue::currentLabel(); });
+    EXPECT_EQ(seen, "com.bdx.inspectorQueue");
+}
+
 }  // namespace
