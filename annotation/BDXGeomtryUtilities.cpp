@@ -274,6 +274,7 @@ bool BDXGeomtryUtilities::shouldRotateWithFirstOrientation(long first, long AndS
 std::optional<BDXGeomtryUtilities::Points> BDXGeomtryUtilities::syntheizedObjectInRect(const Rect& rect,
                                                                                        int andShape,
                                                                                        int count) {
+    std::lock_guard<std::recursive_mutex> guard(lock());
     switch (andShape) {
         case BDXRecognizedShapeCircle:
             return circlePoints(rect, count);
