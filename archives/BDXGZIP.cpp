@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <new>
 
+#include "platform/host/Info.h"
+
 namespace {
 
 // zlib compares only the major digit of the version it is handed with its own, so the header version
@@ -21,7 +23,9 @@ bool isSuccess(int status) {
 
 std::optional<bdx::Data> fail(bdx::Error* error, int status, const char* message) {
     if (error != nullptr) {
-        *error = bdx::Error::withDescription(kBDXGZIPErrorDomain, status, message);
+        // The host's strings table may word the message its own way; without an entry it stands as is.
+        *error = bdx::Error::withDescription(kBDXGZIPErrorDomain, status,
+                                             bdx::host::Info::shared()->localizedStringForKey(message, ""));
     }
     return std::nullopt;
 }

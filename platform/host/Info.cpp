@@ -169,6 +169,7 @@ struct Info::State {
     std::string model;
     std::filesystem::path storage;
     std::optional<std::string> vendorIdentifier;
+    std::map<std::string, std::map<std::string, std::string>> localizedStrings;
 
     std::string string(const char* key) const {
         auto it = info.find(key);
@@ -421,6 +422,23 @@ std::string Info::vendorIdentifier() const {
     }
     state_->vendorIdentifier = id;
     return id;
+}
+
+void Info::setLocalizedStrings(const std::string& table, std::map<std::string, std::string> strings) {
+    std::lock_guard lock(mutex_);
+    state_->localizedStrings[table.empty() ? "Localizable" : table] = std::move(strings);
+}
+
+std::string Info::localizedStringForKey(const std::string& key, const std::string& value,
+                                        const std::string& table) const {
+    std::lock_guard lock(mutex_);
+    const auto strings = state_->localizedStrings.find(table.empty() ? "Localizable" : table);
+    if (strings != state_->localizedStrings.end()) {
+        if (auto text = strings->second.find(key); text != strings->second.end()) {
+            return text->second;
+        }
+    }
+    return value.empty() ? key : value;
 }
 
 void Info::setVendorIdentifier(const std::string& v) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -86,6 +87,14 @@ class Info {
     // logged and the identifier is kept in memory.
     std::string vendorIdentifier() const;
     void setVendorIdentifier(const std::string& v);
+
+    // The host application's own strings tables (its Localizable.strings and the like): a host
+    // overrides a text the library shows or reports by giving a key of that table another value.
+    void setLocalizedStrings(const std::string& table, std::map<std::string, std::string> strings);
+    // The host's text for `key` in `table` ("Localizable" when empty). Without one: `value`, or the
+    // key itself when `value` is empty, as the platform's bundle answers.
+    std::string localizedStringForKey(const std::string& key, const std::string& value,
+                                      const std::string& table = {}) const;
 
     // The file the vendor identifier is kept in, inside a storage directory.
     static constexpr const char* kVendorIdentifierFileName = "BDXVendorIdentifier";

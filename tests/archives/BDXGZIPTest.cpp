@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/host/Info.h"
 #include "testing/TemporaryDirectory.h"
 
 // The output space offered to each deflate/inflate call, recorded by interposing zlib's entry points:
@@ -136,6 +137,15 @@ TEST(GZip, EmptyDataComesBackAsItIs) {
     EXPECT_EQ(bdx::Data{}, bdx_dataByGZipCompressingWithError({}, &error));
     EXPECT_EQ(bdx::Data{}, bdx_dataByGZipDecompressingDataWithError({}, &error));
     EXPECT_EQ(99, error.code());
+}
+
+TEST(GZipFailures, TheHostsStringsTableMayRewordTheMessage) {
+    bdx::host::Info::shared()->setLocalizedStrings("", {{"Error inflating payload", "Antwort unlesbar"}});
+    const std::string text = "not gzip";
+    bdx::Error error;
+    EXPECT_FALSE(bdx_dataByGZipDecompressingDataWithError(bdx::Data(text.begin(), text.end()), &error));
+    EXPECT_EQ("Antwort unlesbar", error.localizedDescription());
+    EXPECT_EQ(Z_DATA_ERROR, error.code());
 }
 
 TEST(GZipFailures, BadInputGivesNothingAndTheZlibStatus) {
