@@ -11,9 +11,13 @@ std::shared_ptr<BDXEditableValue> BDXEditableValue::initWithDefaultValueBlock(
 }
 
 bdx::Value BDXEditableValue::value() const {
-    if (isSet_) {
-        return value_ ? *value_ : bdx::Value();
+    {
+        std::lock_guard<std::mutex> guard(mutex_);
+        if (isSet_) {
+            return value_ ? *value_ : bdx::Value();
+        }
     }
+    // Outside the lock: the default may read other settings, this one among them.
     if (!defaultValueBlock_) {
         return bdx::Value();
     }
@@ -21,8 +25,15 @@ bdx::Value BDXEditableValue::value() const {
 }
 
 void BDXEditableValue::setValue(const bdx::Value& value) {
-    value_ = std::make_shared<const bdx::Value>(value);
+    auto stored = std::make_shared<const bdx::Value>(value);
+    std::lock_guard<std::mutex> guard(mutex_);
+    value_ = std::move(stored);
     isSet_ = true;
+}
+
+bool BDXEditableValue::isSet() const {
+    std::lock_guard<std::mutex> guard(mutex_);
+    return isSet_;
 }
 
 std::string BDXEditableValue::description() const {
@@ -35,5 +46,5 @@ std::string BDXEditableValue::description() const {
     } else {
         text = current.dump();
     }
-    return "Current value: " + text + " - is set: " + (isSet_ ? "YES" : "NO");
+    return "Current value: " + text + " - is set: " + (isSet() ? "YES" : "NO");
 }

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "foundation/Value.h"
@@ -19,12 +20,14 @@ class BDXEditableValue {
     // answer at this moment, or null without a block.
     bdx::Value value() const;
     void setValue(const bdx::Value& value);
-    bool isSet() const { return isSet_; }
+    bool isSet() const;
 
     // "Current value: <value> - is set: <YES|NO>".
     std::string description() const;
 
   private:
+    // The public layer sets a value on its thread while captures read it on theirs.
+    mutable std::mutex mutex_;
     bool isSet_ = false;
     std::shared_ptr<const bdx::Value> value_;
     DefaultValueBlock defaultValueBlock_;

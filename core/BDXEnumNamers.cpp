@@ -98,6 +98,10 @@ std::string NSStringFromNSURL(const std::optional<std::string>& url) {
     return bdx_ofType(url ? urlPath(*url) : "(null)", "NSURL");
 }
 
+std::string NSStringFromNSPredicate(const std::optional<std::string>& predicateFormat) {
+    return bdx_ofType(predicateFormat ? *predicateFormat : "(null)", "NSPredicate");
+}
+
 std::string NSStringFromNSException(const std::exception* exception) {
     return bdx_ofType(exception ? exception->what() : "nil", "NSException");
 }

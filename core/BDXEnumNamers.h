@@ -23,6 +23,8 @@ std::string NSStringFromUIImage(const bdx::gfx::Image& image);
 std::string NSStringFromNSError(const bdx::Error* error);
 // The path of the URL, percent escapes decoded; "(null)" for no URL.
 std::string NSStringFromNSURL(const std::optional<std::string>& url);
+// The predicate's format text; "(null)" for no predicate.
+std::string NSStringFromNSPredicate(const std::optional<std::string>& predicateFormat);
 // The exception's reason; "nil" for none.
 std::string NSStringFromNSException(const std::exception* exception);
 // The text; "nil" for none.

@@ -184,7 +184,9 @@ void UserDefaults::writerLoop() {
         // Writes the whole store as it is now, which covers every change made so far; changes made during the
         // write bump the generation and cause another one.
         const std::uint64_t generation = generation_;
-        const std::string text = store_->dump(2);
+        // Text the host handed over need not be UTF-8; a strict dump would throw on this thread and end
+        // the process, so such bytes are written as replacement characters.
+        const std::string text = store_->dump(2, ' ', false, Value::error_handler_t::replace);
         lock.unlock();
         Error error;
         const bool ok = AtomicFile::write(file_, text, &error);

@@ -203,3 +203,16 @@ TEST_F(BDXDefaultsTest, DisclaimerLinksOnlyWhileTheServiceAllowsADisclaimer) {
     defaults->setDisclaimerTextAsAttributedString("Something else");
     EXPECT_EQ(defaults->disclaimerText()->string(), "Read the terms.");
 }
+
+TEST_F(BDXDefaultsTest, ANameInAnotherEncodingIsStoredWithoutHarm) {
+    // A host may hand over bytes that are not UTF-8 (Latin-1 "José"); the store must go on writing.
+    auto defaults = BDXDefaults::getInstance();
+    defaults->setName(std::string("Jos\xe9"));
+    defaults->setEmail("jose@example.com");
+    EXPECT_TRUE(store()->synchronize());
+    relaunch();
+    auto relaunched = BDXDefaults::getInstance();
+    EXPECT_EQ(relaunched->email(), "jose@example.com");
+    ASSERT_TRUE(relaunched->name());
+    EXPECT_EQ(relaunched->name()->rfind("Jos", 0), 0u);
+}

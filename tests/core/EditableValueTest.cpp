@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <atomic>
+#include <thread>
+
 #include "core/BDXEditableValue.h"
 
 TEST(BDXEditableValue, DefaultIsComputedAtEachReadUntilSet) {
@@ -41,4 +44,24 @@ TEST(BDXEditableValue, DescriptionShowsValueAndFlag) {
     EXPECT_EQ(text.description(), "Current value: (null) - is set: YES");
     text.setValue(false);
     EXPECT_EQ(text.description(), "Current value: false - is set: YES");
+}
+
+TEST(BDXEditableValue, ReadersOnOtherThreadsSeeTheDefaultOrTheWholeSetValue) {
+    BDXEditableValue flag([] { return bdx::Value("default"); });
+    const bdx::Value chosen = bdx::Value{{"chosen", std::string(64, 'x')}};
+    std::atomic<bool> sawOther{false};
+    std::thread reader([&] {
+        for (int i = 0; i < 2000; ++i) {
+            const bdx::Value seen = flag.value();
+            if (seen != "default" && seen != chosen) {
+                sawOther = true;
+            }
+        }
+    });
+    for (int i = 0; i < 2000; ++i) {
+        flag.setValue(chosen);
+    }
+    reader.join();
+    EXPECT_FALSE(sawOther);
+    EXPECT_EQ(flag.value(), chosen);
 }

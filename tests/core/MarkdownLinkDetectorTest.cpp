@@ -27,6 +27,12 @@ TEST(BDXMarkdownLinkDetector, EveryLinkBecomesItsTitleLinkedToItsAddress) {
                   {"terms", "https://example.com/terms"}, {"privacy policy", "https://example.com/p"}}));
     EXPECT_FALSE(text.attributesAtIndex(0).link);
     EXPECT_FALSE(text.attributesAtIndex(text.length() - 1).link);
+
+    const auto accented = BDXMarkdownLinkDetector::attributedStringWithLinksFromString(
+        "Voir les [conditions générales](https://exemple.fr/cgu) — merci");
+    EXPECT_EQ(accented.string(), "Voir les conditions générales — merci");
+    EXPECT_EQ(linksIn(accented), (std::vector<std::pair<std::string, std::string>>{
+                                     {"conditions générales", "https://exemple.fr/cgu"}}));
 }
 
 TEST(BDXMarkdownLinkDetector, TextWithoutLinksStaysPlain) {

@@ -55,6 +55,7 @@ TEST(BDXEnumNamers, UrlIsNamedByItsDecodedPath) {
     EXPECT_EQ(NSStringFromNSURL("file:///tmp/My%20File.txt"), "BDXType-NSURL:/tmp/My File.txt");
     EXPECT_EQ(NSStringFromNSURL("https://example.com"), "BDXType-NSURL:");
     EXPECT_EQ(NSStringFromNSURL("/var/log/a.txt"), "BDXType-NSURL:/var/log/a.txt");
+    EXPECT_EQ(NSStringFromNSPredicate("URL CONTAINS \"api\""), "BDXType-NSPredicate:URL CONTAINS \"api\"");
 }
 
 TEST(BDXEnumNamers, EnumerationsNameEachValueAndNothingOutsideTheTable) {
