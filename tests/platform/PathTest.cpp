@@ -4,17 +4,14 @@
 
 #include <numbers>
 
+#include "tests/platform/PixelTestSupport.h"
+
 namespace bdx::gfx {
 namespace {
 
-constexpr double kPi = std::numbers::pi;
+using test::expectNear;
 
-void expectNear(const Rect& a, const Rect& b, double tol = 1e-6) {
-    EXPECT_NEAR(a.origin.x, b.origin.x, tol);
-    EXPECT_NEAR(a.origin.y, b.origin.y, tol);
-    EXPECT_NEAR(a.size.width, b.size.width, tol);
-    EXPECT_NEAR(a.size.height, b.size.height, tol);
-}
+constexpr double kPi = std::numbers::pi;
 
 TEST(PathBuilding, ElementsAndCurrentPoint) {
     Path p;
@@ -35,9 +32,6 @@ TEST(PathBuilding, ElementsAndCurrentPoint) {
     EXPECT_EQ(p.elements()[2].points[0], (Point{5, 6}));
     EXPECT_EQ(p.elements()[2].points[1], (Point{7, 8}));
     EXPECT_EQ(p.elements()[3].pointCount(), 0u);
-    int visited = 0;
-    p.forEachElement([&](const Path::Element&) { ++visited; });
-    EXPECT_EQ(visited, 4);
 }
 
 TEST(PathBuilding, RectAndEllipseShapes) {
@@ -58,8 +52,7 @@ TEST(PathBuilding, RectAndEllipseShapes) {
 TEST(PathBuilding, ArcsTurnTheWayAsked) {
     // On a y-down screen, clockwise from angle 0 to a quarter turn passes below the centre.
     const Path cw = Path::withArc({0, 0}, 10, 0, kPi / 2, true);
-    EXPECT_NEAR(cw.currentPoint().x, 0, 1e-9);
-    EXPECT_NEAR(cw.currentPoint().y, 10, 1e-9);
+    expectNear(cw.currentPoint(), {0, 10});
     expectNear(cw.pathBounds(), {0, 0, 10, 10}, 1e-3);
     // The other way round it sweeps three quarters, through the top and the left.
     const Path ccw = Path::withArc({0, 0}, 10, 0, kPi / 2, false);

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <map>
 
+#include <gtest/gtest.h>
+
 #include "platform/gfx/Image.h"
 #include "platform/gfx/ImageContext.h"
 
@@ -46,6 +48,17 @@ inline bool channelsNear(std::uint32_t a, std::uint32_t b, int tolerance) {
         }
     }
     return true;
+}
+
+inline void expectNear(Point a, Point b, double tolerance = 1e-9) {
+    EXPECT_NEAR(a.x, b.x, tolerance);
+    EXPECT_NEAR(a.y, b.y, tolerance);
+}
+
+inline void expectNear(const Rect& a, const Rect& b, double tolerance = 1e-9) {
+    expectNear(a.origin, b.origin, tolerance);
+    EXPECT_NEAR(a.size.width, b.size.width, tolerance);
+    EXPECT_NEAR(a.size.height, b.size.height, tolerance);
 }
 
 }  // namespace bdx::gfx::test

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <numbers>
 #include <string>
@@ -10,6 +9,7 @@
 #include "platform/gfx/ImageContext.h"
 #include "platform/ui/ImageView.h"
 #include "platform/ui/ScrollView.h"
+#include "tests/platform/PixelTestSupport.h"
 #include "tests/platform/UiTestSupport.h"
 
 namespace bdx::ui {
@@ -19,12 +19,8 @@ using gfx::AffineTransform;
 using gfx::Color;
 using gfx::ImageContext;
 using gfx::Rect;
+using namespace gfx::test;
 
-constexpr std::uint32_t kWhite = 0xFFFFFFFF;
-constexpr std::uint32_t kBlack = 0xFF000000;
-constexpr std::uint32_t kRed = 0xFFFF0000;
-constexpr std::uint32_t kGreen = 0xFF00FF00;
-constexpr std::uint32_t kBlue = 0xFF0000FF;
 constexpr std::uint32_t kMagenta = 0xFFFF00FF;
 
 class UiDrawingTest : public testing::UiModelTest {};
@@ -36,16 +32,10 @@ std::uint32_t pixelAt(const ImageContext& context, double x, double y) {
 
 // Each channel within `tolerance` of the expected word's.
 ::testing::AssertionResult samePixel(std::uint32_t actual, std::uint32_t expected, int tolerance = 2) {
-    for (int shift = 0; shift < 32; shift += 8) {
-        const int a = static_cast<int>((actual >> shift) & 0xFF);
-        const int e = static_cast<int>((expected >> shift) & 0xFF);
-        if (std::abs(a - e) > tolerance) {
-            char text[64];
-            std::snprintf(text, sizeof text, "0x%08X, expected 0x%08X", actual, expected);
-            return ::testing::AssertionFailure() << text;
-        }
+    if (channelsNear(actual, expected, tolerance)) {
+        return ::testing::AssertionSuccess();
     }
-    return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << std::hex << actual << ", expected " << expected;
 }
 
 // Composes the visible windows as a screenshot does: each in screen space (its centre, its

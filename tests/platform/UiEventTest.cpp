@@ -8,6 +8,7 @@
 #include "platform/ui/GestureRecognizer.h"
 #include "platform/ui/PanGestureRecognizer.h"
 #include "platform/ui/TapGestureRecognizer.h"
+#include "tests/platform/PixelTestSupport.h"
 #include "tests/platform/UiTestSupport.h"
 
 namespace bdx::ui {
@@ -119,9 +120,7 @@ TEST_F(UiEventTest, TouchLocationFollowsTheViewsTransforms) {
     window->addSubview(turned);
     auto touch = Touch::began(window, {195, 105});
     EXPECT_EQ(touch->view(), turned);
-    const Point local = touch->locationInView(turned);
-    EXPECT_NEAR(local.x, 5, 1e-9);
-    EXPECT_NEAR(local.y, 5, 1e-9);
+    gfx::test::expectNear(touch->locationInView(turned), {5, 5});
     EXPECT_EQ(touch->locationInView(nullptr), (Point{195, 105}));
     touch->moveTo({150, 150});
     EXPECT_EQ(touch->phase(), TouchPhase::Moved);

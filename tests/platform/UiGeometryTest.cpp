@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/ui/ScrollView.h"
+#include "tests/platform/PixelTestSupport.h"
 #include "tests/platform/UiTestSupport.h"
 
 namespace bdx::ui {
@@ -14,22 +15,11 @@ namespace {
 using gfx::AffineTransform;
 using gfx::Point;
 using gfx::Rect;
+using gfx::test::expectNear;
 
 constexpr double kQuarterTurn = std::numbers::pi / 2;
 
 class UiGeometryTest : public testing::UiModelTest {};
-
-void expectNear(Point actual, Point expected, double tolerance = 1e-9) {
-    EXPECT_NEAR(actual.x, expected.x, tolerance);
-    EXPECT_NEAR(actual.y, expected.y, tolerance);
-}
-
-void expectNear(const Rect& actual, const Rect& expected, double tolerance = 1e-9) {
-    EXPECT_NEAR(actual.origin.x, expected.origin.x, tolerance);
-    EXPECT_NEAR(actual.origin.y, expected.origin.y, tolerance);
-    EXPECT_NEAR(actual.size.width, expected.size.width, tolerance);
-    EXPECT_NEAR(actual.size.height, expected.size.height, tolerance);
-}
 
 TEST_F(UiGeometryTest, FrameCenterBoundsAndAnchorPointAgree) {
     auto view = View::make(Rect{10, 20, 100, 50});
