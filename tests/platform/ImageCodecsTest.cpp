@@ -45,6 +45,8 @@ class CodecFiles : public ::testing::Test {
 
     // Runs a shell command; gives its exit status and standard output.
     static int run(const std::string& command, std::string* output = nullptr) {
+        std::string ignored;
+        output = output ? output : &ignored;
         FILE* pipe = ::popen(command.c_str(), "r");
         if (!pipe) {
             return -1;
@@ -56,9 +58,7 @@ class CodecFiles : public ::testing::Test {
             out.append(buf, n);
         }
         const int status = ::pclose(pipe);
-        if (output) {
-            *output = out;
-        }
+        *output = out;
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 
@@ -169,10 +169,7 @@ TEST_F(CodecFiles, PngRoundTripsThroughOurDecoder) {
     const Image original = sampleImage();
     const Image decoded = imageWithData(pngData(original), 2.0);
     ASSERT_FALSE(decoded.isNull());
-    EXPECT_EQ(decoded.width(), 40);
-    EXPECT_EQ(decoded.height(), 30);
-    EXPECT_EQ(decoded.scale(), 2.0);
-    EXPECT_EQ(decoded.size(), (Size{20, 15}));
+    EXPECT_EQ(decoded.size(), (Size{20, 15})) << "40x30 pixels at scale 2";
     EXPECT_TRUE(decoded.hasSamePixels(original));
 
     // Every alpha level comes back within one step of rounding.
@@ -236,12 +233,8 @@ Ppm parsePpm(const Data& data) {
 }
 
 bool near(std::array<int, 3> a, std::array<int, 3> b, int tolerance) {
-    for (int i = 0; i < 3; ++i) {
-        if (std::abs(a[i] - b[i]) > tolerance) {
-            return false;
-        }
-    }
-    return true;
+    return channelsNear(0xFFu << 24 | a[0] << 16 | a[1] << 8 | a[2],
+                        0xFFu << 24 | b[0] << 16 | b[1] << 8 | b[2], tolerance);
 }
 
 Image quadrants() {
@@ -298,14 +291,12 @@ std::vector<int> firstQuantizers(const Data& jpeg) {
 
 TEST_F(CodecFiles, JpegQualityMapsOntoTheEncoderScale) {
     const Image image = quadrants();
-    // Quality 1 is the encoder's 100: every quantiser is 1.
-    EXPECT_EQ(firstQuantizers(jpegData(image, 1.0)), (std::vector<int>{1, 1}));
-    // 0.5 is 50, the standard tables unscaled (16 for luminance, 17 for chrominance).
-    EXPECT_EQ(firstQuantizers(jpegData(image, 0.5)), (std::vector<int>{16, 17}));
-    // 0.75 is 75: tables at half.
-    EXPECT_EQ(firstQuantizers(jpegData(image, 0.75)), (std::vector<int>{8, 9}));
-    // Out-of-range qualities are held to the ends of the scale.
-    EXPECT_EQ(firstQuantizers(jpegData(image, 7.0)), (std::vector<int>{1, 1}));
+    // 1 is the encoder's 100 (every quantiser 1); 0.5 is 50, the standard tables unscaled (16 for
+    // luminance, 17 for chrominance); 0.75 halves them; out-of-range qualities are held to the ends.
+    for (const auto& [quality, expected] : std::vector<std::pair<double, std::vector<int>>>{
+             {1.0, {1, 1}}, {0.5, {16, 17}}, {0.75, {8, 9}}, {7.0, {1, 1}}}) {
+        EXPECT_EQ(firstQuantizers(jpegData(image, quality)), expected) << quality;
+    }
     EXPECT_GT(jpegData(image, 1.0).size(), jpegData(image, 0.1).size());
 }
 
