@@ -45,6 +45,10 @@ const sockaddr* raw(const sockaddr_in& address) {
     return reinterpret_cast<const sockaddr*>(&address);
 }
 
+std::shared_ptr<Reachability> toAddress(LinuxReachabilityService& service, const char* text) {
+    return service.createWithAddress(raw(ipv4(text)));
+}
+
 // The flags as getFlags reads them, or a marker that they could not be read.
 constexpr ReachabilityFlags kUnreadable = 0xFFFFFFFF;
 ReachabilityFlags flagsOf(Reachability& target) {
@@ -116,6 +120,15 @@ void waitUntilRunning(const std::string& name, bool running) {
     watcher.unsubscribe(*token);
 }
 
+// A veth pair with an address on its first end, both ends up and the first one running.
+void addLink(const std::string& name, const std::string& peer, const std::string& address) {
+    ip("link add " + name + " type veth peer name " + peer);
+    ip("addr add " + address + " dev " + name);
+    ip("link set " + peer + " up");
+    ip("link set " + name + " up");
+    waitUntilRunning(name, true);
+}
+
 // Stands for a run loop: the blocks a target hands to its scheduler wait here until the test runs
 // them on its own thread.
 class Inbox {
@@ -126,21 +139,6 @@ class Inbox {
             blocks_.push_back(std::move(block));
             arrived_.notify_all();
         };
-    }
-
-    // Waits for the next block, then runs it. False when none came in time.
-    bool runNext(std::chrono::seconds patience = std::chrono::seconds(10)) {
-        std::function<void()> block;
-        {
-            std::unique_lock lock(mutex_);
-            if (!arrived_.wait_for(lock, patience, [this] { return !blocks_.empty(); })) {
-                return false;
-            }
-            block = std::move(blocks_.front());
-            blocks_.pop_front();
-        }
-        block();
-        return true;
     }
 
     // Waits until a block is there, without running it.
@@ -176,8 +174,7 @@ TEST(NetReachabilityOnThisMachine, LoopbackByNameAndByAddressIsLocalAndDirect) {
     ASSERT_NE(byName, nullptr);
     EXPECT_EQ(flagsOf(*byName), kLocal);
 
-    sockaddr_in loopback = ipv4("127.0.0.1");
-    auto byAddress = service.createWithAddress(raw(loopback));
+    auto byAddress = toAddress(service, "127.0.0.1");
     ASSERT_NE(byAddress, nullptr);
     EXPECT_EQ(flagsOf(*byAddress), kLocal);
 }
@@ -217,46 +214,31 @@ TEST(NetReachabilityOnThisMachine, SchedulingIsOneAtATime) {
 TEST(NetReachabilityKernelRoutes, FlagsFollowTheRoutingTable) {
     bool ran = inPrivateNetworkNamespace([] {
         LinuxReachabilityService service(std::make_shared<NetworkChangeWatcher>());
-        sockaddr_in loopback = ipv4("127.0.0.1");
-        auto toLoopback = service.createWithAddress(raw(loopback));
+        auto toLoopback = toAddress(service, "127.0.0.1");
         // A fresh namespace has its loopback link down: nothing routes.
         EXPECT_EQ(flagsOf(*toLoopback), 0u);
         ip("link set lo up");
         EXPECT_EQ(flagsOf(*toLoopback), kLocal);
 
-        ip("link add e0 type veth peer name e1");
-        ip("addr add 10.1.0.1/24 dev e0");
-        ip("link set e0 up");
-        ip("link set e1 up");
-        waitUntilRunning("e0", true);
-        sockaddr_in neighbour = ipv4("10.1.0.2");
-        auto toNeighbour = service.createWithAddress(raw(neighbour));
+        addLink("e0", "e1", "10.1.0.1/24");
+        auto toNeighbour = toAddress(service, "10.1.0.2");
         EXPECT_EQ(flagsOf(*toNeighbour), kOnLink);
 
         ip("route add 10.8.0.0/16 via 10.1.0.2");
-        sockaddr_in remote = ipv4("10.8.1.1");
-        auto toRemote = service.createWithAddress(raw(remote));
+        auto toRemote = toAddress(service, "10.8.1.1");
         EXPECT_EQ(flagsOf(*toRemote), Flag::reachable) << "a gateway in between is not direct";
 
         ip("route add unreachable 10.7.0.0/16");
-        sockaddr_in refused = ipv4("10.7.1.1");
-        EXPECT_EQ(flagsOf(*service.createWithAddress(raw(refused))), 0u);
+        EXPECT_EQ(flagsOf(*toAddress(service, "10.7.1.1")), 0u);
 
         // The zero address asks whether any way out exists: only a default route gives one.
-        sockaddr_in zero{};
-        zero.sin_family = AF_INET;
-        auto anyWayOut = service.createWithAddress(raw(zero));
+        auto anyWayOut = toAddress(service, "0.0.0.0");
         EXPECT_EQ(flagsOf(*anyWayOut), 0u);
         ip("route add default via 10.1.0.2");
         EXPECT_EQ(flagsOf(*anyWayOut), Flag::reachable);
 
-        ip("link add wwan0 type veth peer name w1");
-        ip("addr add 10.2.0.1/24 dev wwan0");
-        ip("link set wwan0 up");
-        ip("link set w1 up");
-        waitUntilRunning("wwan0", true);
-        sockaddr_in cellularNeighbour = ipv4("10.2.0.2");
-        EXPECT_EQ(flagsOf(*service.createWithAddress(raw(cellularNeighbour))), kOnLink | Flag::isWWAN);
+        addLink("wwan0", "w1", "10.2.0.1/24");
+        EXPECT_EQ(flagsOf(*toAddress(service, "10.2.0.2")), kOnLink | Flag::isWWAN);
 
         // The far end going down takes the carrier away: the route stays, the way out does not.
         ip("link set e1 down");
@@ -277,8 +259,7 @@ TEST(NetReachabilityKernelRoutes, NotifierReportsEachChangeOnTheSchedulerUntilUn
     bool ran = inPrivateNetworkNamespace([] {
         auto watcher = std::make_shared<NetworkChangeWatcher>();
         LinuxReachabilityService service(watcher);
-        sockaddr_in neighbour = ipv4("10.3.0.2");
-        auto target = service.createWithAddress(raw(neighbour));
+        auto target = toAddress(service, "10.3.0.2");
         ASSERT_NE(target, nullptr);
         EXPECT_EQ(flagsOf(*target), 0u);
 
@@ -296,7 +277,7 @@ TEST(NetReachabilityKernelRoutes, NotifierReportsEachChangeOnTheSchedulerUntilUn
         ip("link set n1 up");
         ip("link set n0 up");
         // Each burst of kernel messages is judged again; only a change of flags is reported.
-        ASSERT_TRUE(inbox.runNext()) << "no report after the link came up";
+        ASSERT_TRUE(inbox.waitForBlock()) << "no report after the link came up";
         inbox.runAll();
         ASSERT_FALSE(reported.empty());
         EXPECT_EQ(reported.back(), kOnLink);
@@ -308,7 +289,7 @@ TEST(NetReachabilityKernelRoutes, NotifierReportsEachChangeOnTheSchedulerUntilUn
 
         reported.clear();
         ip("link set n0 down");
-        ASSERT_TRUE(inbox.runNext()) << "no report after the link went down";
+        ASSERT_TRUE(inbox.waitForBlock()) << "no report after the link went down";
         inbox.runAll();
         ASSERT_FALSE(reported.empty());
         EXPECT_EQ(reported.back(), 0u);
