@@ -29,7 +29,7 @@ class UiModelTest : public ::testing::Test {
     }
 };
 
-// A view that records the touches delivered to it, phase by phase.
+// A view that records the touches that begin and end on it, and motion.
 class RecordingView : public View {
   public:
     explicit RecordingView(std::string className = "RecordingView", std::string_view kindOf = "UIView")
@@ -38,14 +38,8 @@ class RecordingView : public View {
     void touchesBegan(const TouchList& touches, const std::shared_ptr<Event>&) override {
         record("began", touches);
     }
-    void touchesMoved(const TouchList& touches, const std::shared_ptr<Event>&) override {
-        record("moved", touches);
-    }
     void touchesEnded(const TouchList& touches, const std::shared_ptr<Event>&) override {
         record("ended", touches);
-    }
-    void touchesCancelled(const TouchList& touches, const std::shared_ptr<Event>&) override {
-        record("cancelled", touches);
     }
     void motionEnded(const std::shared_ptr<Event>&) override { log.push_back("motion"); }
 
