@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/utsname.h>
-#include <unistd.h>
 
-#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -13,6 +11,7 @@
 #include <thread>
 
 #include "platform/host/Md5.h"
+#include "testing/TemporaryDirectory.h"
 
 namespace bdx::host {
 namespace {
@@ -21,18 +20,10 @@ namespace fs = std::filesystem;
 
 class HostInfo : public ::testing::Test {
   protected:
-    void SetUp() override {
-        static std::atomic<int> counter{0};
-        dir_ = fs::temp_directory_path() /
-               ("bdx-host-" + std::to_string(::getpid()) + "-" + std::to_string(counter++));
-        fs::create_directories(dir_);
-        Info::resetShared();
-    }
-    void TearDown() override {
-        Info::resetShared();
-        fs::remove_all(dir_);
-    }
-    fs::path dir_;
+    void SetUp() override { Info::resetShared(); }
+    void TearDown() override { Info::resetShared(); }
+    bdx::testing::TemporaryDirectory scratch_;
+    const fs::path dir_ = scratch_.path();
 };
 
 const std::regex kUpperUUIDv4("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");

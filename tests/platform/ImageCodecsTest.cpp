@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -12,6 +11,7 @@
 #include <vector>
 
 #include "platform/gfx/ImageContext.h"
+#include "testing/TemporaryDirectory.h"
 #include "tests/platform/PixelTestSupport.h"
 
 namespace bdx::gfx {
@@ -23,14 +23,6 @@ namespace fs = std::filesystem;
 // A directory of its own per test, removed afterwards.
 class CodecFiles : public ::testing::Test {
   protected:
-    void SetUp() override {
-        static std::atomic<int> counter{0};
-        dir_ = fs::temp_directory_path() /
-               ("bdx-codecs-" + std::to_string(::getpid()) + "-" + std::to_string(counter++));
-        fs::create_directories(dir_);
-    }
-    void TearDown() override { fs::remove_all(dir_); }
-
     fs::path write(const std::string& name, const Data& data) {
         const fs::path p = dir_ / name;
         std::ofstream(p, std::ios::binary)
@@ -67,7 +59,8 @@ class CodecFiles : public ::testing::Test {
             << tool << " is missing; ./scripts/deps installs it";
     }
 
-    fs::path dir_;
+    bdx::testing::TemporaryDirectory scratch_;
+    const fs::path dir_ = scratch_.path();
 };
 
 // A picture with opaque, half-transparent and empty areas: left half red, top right blue at half
