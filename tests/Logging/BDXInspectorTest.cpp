@@ -110,31 +110,24 @@ TEST_F(InspectorWindows, KeyWindowIsTheDelegatesOrTheFirstHostWindowBelowAlerts)
 }
 
 TEST_F(InspectorWindows, LibraryWindowsStayAboveTheHostsAndTheStatusBar) {
-    auto host = window(0);
-    EXPECT_EQ(BDXInspector::maxApplicationWindowLevel(), 0);
-    EXPECT_EQ(BDXInspector::windowLevelForSDKWindow(), bdx::ui::UIWindowLevelStatusBar - 1);
-
-    // At the status bar level is not above it.
-    auto atStatusBar = window(bdx::ui::UIWindowLevelStatusBar);
-    EXPECT_EQ(BDXInspector::maxApplicationWindowLevel(), 1000);
-    EXPECT_EQ(BDXInspector::windowLevelForSDKWindow(), 999);
-
-    auto aboveStatusBar = window(1500);
-    EXPECT_EQ(BDXInspector::maxApplicationWindowLevel(), 1500);
-    EXPECT_EQ(BDXInspector::windowLevelForSDKWindow(), 1501);
-
-    // Windows that do not count, each higher than every window that does.
-    auto hidden = window(1800);
-    hidden->setHidden(true);
-    auto floatingButton = window(1850, "BDXFloatingButtonWindow");
-    auto textEffects = window(1900, "UITextEffectsWindow");
-    auto system = window(2100);
-    EXPECT_EQ(BDXInspector::maxApplicationWindowLevel(), 1500);
-    EXPECT_EQ(BDXInspector::windowLevelForSDKWindow(), 1501);
-
-    auto justBelowSystem = window(2099.5);
-    EXPECT_EQ(BDXInspector::maxApplicationWindowLevel(), 2099) << "levels are read as 32-bit integers";
-    EXPECT_EQ(BDXInspector::windowLevelForSDKWindow(), 2100);
+    // Each window joins those before it. Hidden ones, the library's own, text effects and system
+    // windows above the alert level do not count; levels are read as 32-bit integers.
+    std::vector<std::shared_ptr<Window>> windows;
+    for (const auto& [level, className, shown, max, forSDK] :
+         std::vector<std::tuple<double, std::string, bool, int, int>>{
+             {0, "UIWindow", true, 0, bdx::ui::UIWindowLevelStatusBar - 1},
+             {bdx::ui::UIWindowLevelStatusBar, "UIWindow", true, 1000, 999},  // at is not above
+             {1500, "UIWindow", true, 1500, 1501},
+             {1800, "UIWindow", false, 1500, 1501},
+             {1850, "BDXFloatingButtonWindow", true, 1500, 1501},
+             {1900, "UITextEffectsWindow", true, 1500, 1501},
+             {2100, "UIWindow", true, 1500, 1501},
+             {2099.5, "UIWindow", true, 2099, 2100}}) {
+        windows.push_back(window(level, className));
+        windows.back()->setHidden(!shown);
+        EXPECT_EQ(BDXInspector::maxApplicationWindowLevel(), max) << className << " at " << level;
+        EXPECT_EQ(BDXInspector::windowLevelForSDKWindow(), forSDK) << className << " at " << level;
+    }
 }
 
 TEST_F(InspectorWindows, LibraryWindowsByExactNameAndByKind) {
