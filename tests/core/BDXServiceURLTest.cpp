@@ -9,6 +9,20 @@
 #include "core/BDXDefaults.h"
 #include "testing/ConsoleCapture.h"
 
+namespace {
+
+// Puts the service-address variable of the environment back as the test found it.
+struct SavedEnvironmentURL {
+    const char* outer = std::getenv(BDXServiceURL::kEnvironmentVariable);
+    std::optional<std::string> saved = outer ? std::optional<std::string>(outer) : std::nullopt;
+    ~SavedEnvironmentURL() {
+        saved ? (void)::setenv(BDXServiceURL::kEnvironmentVariable, saved->c_str(), 1)
+              : (void)::unsetenv(BDXServiceURL::kEnvironmentVariable);
+    }
+};
+
+}  // namespace
+
 TEST(BDXServiceURL, DefaultIsHttpsUnderTheBasePath) {
     EXPECT_EQ(BDXServiceURL::defaultBaseURL(), "https://api.brindlex.com/api/sdk/v3");
     EXPECT_EQ(BDXServiceURL::hostOfURL(BDXServiceURL::defaultBaseURL()), "api.brindlex.com");
@@ -26,11 +40,10 @@ TEST(BDXServiceURL, AServiceNamedAloneGetsTheBasePath) {
 
 TEST(BDXServiceURL, WhatIsNotAServiceAddressIsRefused) {
     bdx::testing::ConsoleCapture console;
-    EXPECT_EQ(BDXServiceURL::normalizedBaseURL(""), std::nullopt);
-    EXPECT_EQ(BDXServiceURL::normalizedBaseURL("127.0.0.1:8080"), std::nullopt);
-    EXPECT_EQ(BDXServiceURL::normalizedBaseURL("ftp://files.example.org/api"), std::nullopt);
-    EXPECT_EQ(BDXServiceURL::normalizedBaseURL("http:///api/sdk/v3"), std::nullopt);
-    EXPECT_EQ(BDXServiceURL::normalizedBaseURL("http://bugs example.org"), std::nullopt);
+    for (const char* address : {"", "127.0.0.1:8080", "ftp://files.example.org/api", "http:///api/sdk/v3",
+                                "http://bugs example.org"}) {
+        EXPECT_EQ(BDXServiceURL::normalizedBaseURL(address), std::nullopt) << address;
+    }
     EXPECT_TRUE(console.contains(bdx::Console::Channel::Fault, "ignoring the service address \"ftp://"));
 }
 
@@ -43,8 +56,7 @@ TEST(BDXServiceURL, HostLeavesOutUserPortAndBrackets) {
 }
 
 TEST(BDXServiceURL, EnvironmentOverrideIsCheckedToo) {
-    const char* outer = std::getenv(BDXServiceURL::kEnvironmentVariable);
-    std::optional<std::string> saved = outer ? std::optional<std::string>(outer) : std::nullopt;
+    SavedEnvironmentURL restore;
     bdx::testing::ConsoleCapture console;
     ::setenv(BDXServiceURL::kEnvironmentVariable, "http://127.0.0.1:9000", 1);
     EXPECT_EQ(BDXServiceURL::environmentBaseURL(), "http://127.0.0.1:9000/api/sdk/v3");
@@ -52,14 +64,10 @@ TEST(BDXServiceURL, EnvironmentOverrideIsCheckedToo) {
     EXPECT_EQ(BDXServiceURL::environmentBaseURL(), std::nullopt);
     ::unsetenv(BDXServiceURL::kEnvironmentVariable);
     EXPECT_EQ(BDXServiceURL::environmentBaseURL(), std::nullopt);
-    if (saved) {
-        ::setenv(BDXServiceURL::kEnvironmentVariable, saved->c_str(), 1);
-    }
 }
 
 TEST(BDXDefaultsBaseURL, HostSettingThenEnvironmentOverride) {
-    const char* outer = std::getenv(BDXServiceURL::kEnvironmentVariable);
-    std::optional<std::string> saved = outer ? std::optional<std::string>(outer) : std::nullopt;
+    SavedEnvironmentURL restore;
     ::unsetenv(BDXServiceURL::kEnvironmentVariable);
     bdx::testing::ConsoleCapture console;
 
@@ -80,9 +88,5 @@ TEST(BDXDefaultsBaseURL, HostSettingThenEnvironmentOverride) {
     EXPECT_EQ(defaults->baseURL(), "http://127.0.0.1:8080/api/sdk/v3");
     EXPECT_EQ(defaults->baseURLHost(), "127.0.0.1");
 
-    ::unsetenv(BDXServiceURL::kEnvironmentVariable);
-    if (saved) {
-        ::setenv(BDXServiceURL::kEnvironmentVariable, saved->c_str(), 1);
-    }
     BDXDefaults::destroy();
 }

@@ -16,13 +16,8 @@ class BDXDateOperations : public bdx::testing::CoreTest {
     }
     // The moment of a local wall-clock time in the zone in force.
     bdx::Date local(int year, int month, int day, int hour, int minute) {
-        bdx::DateComponents components;
-        components.year = year;
-        components.month = month;
-        components.day = day;
-        components.hour = hour;
-        components.minute = minute;
-        auto date = bdx::Calendar::current().dateFromComponents(components);
+        auto date = bdx::Calendar::current().dateFromComponents(
+            {.year = year, .month = month, .day = day, .hour = hour, .minute = minute});
         EXPECT_TRUE(date);
         return date.value_or(bdx::Date());
     }

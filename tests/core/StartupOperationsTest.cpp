@@ -61,9 +61,6 @@ TEST_F(StartupOperations, OperationLivesUntilFinishIsCalled) {
             changes.push_back(name + (value ? "=1" : "=0"));
         });
     }
-    EXPECT_TRUE(operation->isAsynchronous());
-    EXPECT_EQ(operation->queuePriority(), bdx::Operation::QueuePriorityNormal);
-
     operation->finish();  // before start: nothing
     EXPECT_TRUE(operation->isReady());
     EXPECT_FALSE(operation->isFinished());

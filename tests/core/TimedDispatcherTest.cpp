@@ -34,19 +34,17 @@ class BDXTimedDispatcherTest : public bdx::testing::CoreTest {
 }  // namespace
 
 TEST_F(BDXTimedDispatcherTest, SecondBlockWithThePendingIdentifierIsDropped) {
+    const std::string kCarousel = "com.Brindlex.bugVC.attachmentsView.stopCarousel";
     const auto main = bdx::DispatchQueue::main();
-    dispatcher->dispatchAfter(in(0.3), main, "com.Brindlex.bugVC.attachmentsView.stopCarousel",
-                              [&] { record("first"); });
+    dispatcher->dispatchAfter(in(0.3), main, kCarousel, [&] { record("first"); });
     clock->advance(0.1);
-    dispatcher->dispatchAfter(in(0.05), main, "com.Brindlex.bugVC.attachmentsView.stopCarousel",
-                              [&] { record("second"); });
+    dispatcher->dispatchAfter(in(0.05), main, kCarousel, [&] { record("second"); });
     dispatcher->dispatchAfter(in(0.05), main, "toastViewDismiss 1", [&] { record("other"); });
     clock->advance(1);
     EXPECT_EQ(ran, (std::vector<std::string>{"other@150", "first@300"}));
 
     // Once the first ran, the identifier is free again.
-    dispatcher->dispatchAfter(in(0.3), main, "com.Brindlex.bugVC.attachmentsView.stopCarousel",
-                              [&] { record("third"); });
+    dispatcher->dispatchAfter(in(0.3), main, kCarousel, [&] { record("third"); });
     clock->advance(1);
     EXPECT_EQ(ran.back(), "third@1400");
 }

@@ -47,10 +47,9 @@ TEST(RuntimeNames, KindsFollowTheChainOfSuperclasses) {
     TestTableView table;
     EXPECT_EQ(table.className(), "TestTableView");
     EXPECT_EQ(table.superclassName(), "TestScrollView");
-    EXPECT_TRUE(table.isKindOf("TestTableView"));
-    EXPECT_TRUE(table.isKindOf("TestScrollView"));
-    EXPECT_TRUE(table.isKindOf("TestView"));
-    EXPECT_TRUE(table.isKindOf("NSObject"));
+    for (const char* kind : {"TestTableView", "TestScrollView", "TestView", "NSObject"}) {
+        EXPECT_TRUE(table.isKindOf(kind)) << kind;
+    }
     EXPECT_FALSE(table.isKindOf("TestTable"));
     EXPECT_TRUE(table.isMemberOf("TestTableView"));
     EXPECT_FALSE(table.isMemberOf("TestView"));

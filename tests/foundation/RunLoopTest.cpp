@@ -20,13 +20,12 @@ constexpr auto kHangGuard = std::chrono::seconds(20);
 using MainQueueTest = bdx::testing::DispatchTest;
 
 TEST_F(MainQueueTest, BlocksWaitForThePumpAndRunOnTheMainThreadInOrder) {
-    std::vector<int> order;
-    std::vector<bool> onMain;
+    std::vector<int> order, expected;
     std::thread producer([&] {
         for (int i = 0; i < 100; ++i) {
             DispatchQueue::main()->async([&, i] {
-                order.push_back(i);
-                onMain.push_back(bdx::isMainThread() && DispatchQueue::main()->isCurrent());
+                // A block off the main thread records itself negated.
+                order.push_back(bdx::isMainThread() && DispatchQueue::main()->isCurrent() ? i : -i - 1);
             });
         }
     });
@@ -34,11 +33,10 @@ TEST_F(MainQueueTest, BlocksWaitForThePumpAndRunOnTheMainThreadInOrder) {
     EXPECT_TRUE(order.empty()) << "main-queue blocks ran without the main run loop being run";
     EXPECT_TRUE(RunLoop::main().hasPendingBlocks());
     EXPECT_EQ(RunLoop::main().runUntilIdle(), 100u);
-    ASSERT_EQ(order.size(), 100u);
     for (int i = 0; i < 100; ++i) {
-        EXPECT_EQ(order[i], i);
-        EXPECT_TRUE(onMain[i]);
+        expected.push_back(i);
     }
+    EXPECT_EQ(order, expected);
 }
 
 TEST_F(MainQueueTest, RunUntilIdleAlsoRunsBlocksQueuedByBlocks) {

@@ -39,6 +39,9 @@ TEST(StringWithFormatIntegers, SignedUnsignedAndLengthModifiersKeepCsMeaning) {
     EXPECT_EQ(stringWithFormat("%td %@", static_cast<std::ptrdiff_t>(404), "https://x.test/a"),
               "404 https://x.test/a");
     EXPECT_EQ(stringWithFormat("%x|%lx|%hhx", -1, -1L, 0x1ff), "ffffffff|ffffffffffffffff|ff");
+    // Two hex digits a byte, the way digests are spelt.
+    EXPECT_EQ(stringWithFormat("%02x%02x%02x", std::uint8_t{0x00}, std::uint8_t{0x0a}, std::uint8_t{0xff}),
+              "000aff");
     EXPECT_EQ(stringWithFormat("%5d|%-5d|%05d|%+d", 42, 42, 42, 42), "   42|42   |00042|+42");
     EXPECT_EQ(stringWithFormat("%*d", 4, 7), "   7");
     EXPECT_EQ(stringWithFormat("%c%c", 'O', 'K'), "OK");
@@ -46,15 +49,6 @@ TEST(StringWithFormatIntegers, SignedUnsignedAndLengthModifiersKeepCsMeaning) {
     const int local = 0;
     EXPECT_EQ(stringWithFormat("%p", &local), stringWithFormat("%@", static_cast<const void*>(&local)));
     EXPECT_EQ(stringWithFormat("%p", nullptr), "0x0");
-}
-
-TEST(StringWithFormatIntegers, TwoDigitHexOfEachByteSpellsADigest) {
-    const std::uint8_t bytes[] = {0x00, 0x0a, 0x7f, 0xff};
-    std::string hex;
-    for (auto byte : bytes) {
-        hex += stringWithFormat("%02x", byte);
-    }
-    EXPECT_EQ(hex, "000a7fff");
 }
 
 TEST(StringWithFormatFloating, PrecisionWidthAndRounding) {

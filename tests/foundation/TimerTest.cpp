@@ -42,31 +42,6 @@ TEST_F(RealClockTimerTest, OneShotFiresOnceOnItsQueueAndIsThenInvalid) {
     EXPECT_EQ(bdx::DeadlineScheduler::shared().pendingCount(), 0u);
 }
 
-TEST_F(RealClockTimerTest, AnInvalidatedRepeatingTimerNeverFiresAgain) {
-    auto queue = DispatchQueue::create("com.bdx.test.repeat");
-    std::atomic<int> firings{0};
-    std::promise<void> third;
-    auto timer = Timer::scheduledTimerWithTimeInterval(
-        0.001, true,
-        [&](Timer& t) {
-            if (++firings == 3) {
-                t.invalidate();
-                third.set_value();
-            }
-        },
-        queue);
-    auto done = third.get_future();
-    ASSERT_EQ(done.wait_for(kHangGuard), std::future_status::ready);
-    // A block due well after the timer's next three deadlines: if the timer could still fire, it
-    // would have run before this one on the same serial queue.
-    std::promise<int> sentinel;
-    auto seen = sentinel.get_future();
-    queue->after(0.004, [&] { sentinel.set_value(firings.load()); });
-    ASSERT_EQ(seen.wait_for(kHangGuard), std::future_status::ready);
-    EXPECT_EQ(seen.get(), 3);
-    EXPECT_FALSE(timer->isValid());
-}
-
 TEST_F(RealClockTimerTest, InvalidateStopsAFiringAlreadyWaitingOnTheMainQueue) {
     std::promise<void> arrived;
     auto firingQueued = arrived.get_future();
