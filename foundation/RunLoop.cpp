@@ -144,11 +144,7 @@ std::size_t RunLoop::runUntilIdle() {
     return count;
 }
 
-bool RunLoop::runOnce(double timeoutSeconds) {
-    if (!mayRunHere()) {
-        return false;
-    }
-    std::unique_lock<std::mutex> lock(mutex_);
+void RunLoop::waitForBlocksOrWakeUp(std::unique_lock<std::mutex>& lock, double timeoutSeconds) {
     auto ready = [this] { return !pending_.empty() || wakeRequested_; };
     if (!ready()) {
         ++waiters_;
@@ -161,6 +157,14 @@ bool RunLoop::runOnce(double timeoutSeconds) {
         --waiters_;
     }
     wakeRequested_ = false;
+}
+
+bool RunLoop::runOnce(double timeoutSeconds) {
+    if (!mayRunHere()) {
+        return false;
+    }
+    std::unique_lock<std::mutex> lock(mutex_);
+    waitForBlocksOrWakeUp(lock, timeoutSeconds);
     if (pending_.empty()) {
         return false;
     }
@@ -198,18 +202,7 @@ void RunLoop::wakeUp() {
 
 bool RunLoop::waitForBlocks(double timeoutSeconds) {
     std::unique_lock<std::mutex> lock(mutex_);
-    auto ready = [this] { return !pending_.empty() || wakeRequested_; };
-    if (!ready()) {
-        ++waiters_;
-        WorkerPool::BlockingScope blocking;
-        if (timeoutSeconds < 0) {
-            condition_.wait(lock, ready);
-        } else {
-            condition_.wait_for(lock, std::chrono::duration<double>(timeoutSeconds), ready);
-        }
-        --waiters_;
-    }
-    wakeRequested_ = false;
+    waitForBlocksOrWakeUp(lock, timeoutSeconds);
     return !pending_.empty();
 }
 

@@ -79,6 +79,9 @@ class RunLoop {
     friend class DispatchQueue;
     void enqueue(detail::DispatchItem item);
     bool mayRunHere();
+    // Waits, with `lock` held on mutex_, until a block is pending or wakeUp() was called, or the
+    // timeout (negative: none) passes; consumes the wake-up request.
+    void waitForBlocksOrWakeUp(std::unique_lock<std::mutex>& lock, double timeoutSeconds);
     std::size_t runBatch(std::unique_lock<std::mutex>& lock);
 
     const bool servesMainQueue_;

@@ -77,6 +77,19 @@ void quadToCubic(Point p0, Point c, Point p1, Point& c1, Point& c2) {
     c2 = lerp(p1, c, 2.0 / 3.0);
 }
 
+// A curve element as the cubic it draws from the current point: quadratic curves are raised to
+// cubics so that bounds and flattening have one kind of curve to handle.
+void cubicSegment(const Path::Element& e, Point current, Point& c1, Point& c2, Point& end) {
+    if (e.type == Path::ElementType::AddQuadCurveToPoint) {
+        end = e.points[1];
+        quadToCubic(current, e.points[0], end, c1, c2);
+    } else {
+        c1 = e.points[0];
+        c2 = e.points[1];
+        end = e.points[2];
+    }
+}
+
 }  // namespace
 
 std::size_t Path::Element::pointCount() const {
@@ -335,14 +348,7 @@ Rect Path::pathBounds() const {
             case ElementType::AddQuadCurveToPoint:
             case ElementType::AddCurveToPoint: {
                 Point c1, c2, end;
-                if (e.type == ElementType::AddQuadCurveToPoint) {
-                    end = e.points[1];
-                    quadToCubic(cur, e.points[0], end, c1, c2);
-                } else {
-                    c1 = e.points[0];
-                    c2 = e.points[1];
-                    end = e.points[2];
-                }
+                cubicSegment(e, cur, c1, c2, end);
                 double ts[4];
                 int n = cubicExtrema(cur.x, c1.x, c2.x, end.x, ts);
                 n += cubicExtrema(cur.y, c1.y, c2.y, end.y, ts + n);
@@ -384,14 +390,7 @@ std::vector<Path::Polyline> Path::flattened(double tolerance) const {
             case ElementType::AddQuadCurveToPoint:
             case ElementType::AddCurveToPoint: {
                 Point c1, c2, end;
-                if (e.type == ElementType::AddQuadCurveToPoint) {
-                    end = e.points[1];
-                    quadToCubic(cur, e.points[0], end, c1, c2);
-                } else {
-                    c1 = e.points[0];
-                    c2 = e.points[1];
-                    end = e.points[2];
-                }
+                cubicSegment(e, cur, c1, c2, end);
                 // The flattening error of n chords is at most 6 * M / (8 n^2), with M the larger
                 // second difference of the control polygon.
                 const double m1 = std::hypot(cur.x - 2 * c1.x + c2.x, cur.y - 2 * c1.y + c2.y);
