@@ -148,6 +148,13 @@ elseif(BDX_STEP STREQUAL "pkg_config")
   if(NOT version STREQUAL BDX_VERSION)
     message(FATAL_ERROR "pkg-config gives version ${version}, the library is ${BDX_VERSION}")
   endif()
+  # The prefix is the one given to cmake --install, not the one configured: a stale install elsewhere
+  # must not be what the consumer builds against.
+  run("pkg-config --variable=prefix" ${pkg_config} --variable=prefix brindlexcore)
+  string(STRIP "${run_output}" pc_prefix)
+  if(NOT pc_prefix STREQUAL prefix)
+    message(FATAL_ERROR "brindlexcore.pc names the prefix ${pc_prefix}, it was installed into ${prefix}")
+  endif()
   # A static library brings its own dependencies only with --static, as pkg-config has it.
   set(static)
   set(rpath)
