@@ -25,7 +25,6 @@ function(run_consumer executable route)
   set(sandbox ${BDX_WORK_DIR}/${route}/sandbox)
   file(REMOVE_RECURSE ${sandbox})
   file(MAKE_DIRECTORY ${sandbox})
-  set(ENV{LD_LIBRARY_PATH} "${libdir}")
   run("the consumer built through ${route}" ${executable} ${sandbox})
   foreach(expected "BrindlexCore ${BDX_VERSION}, compiled against ${BDX_VERSION}" "main queue served"
           "token consumer-token")
