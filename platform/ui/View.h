@@ -179,8 +179,8 @@ class View : public Responder {
 
     // Drawing. Draws the view and its subtree, in its bounds coordinates scaled to fill `rect`, into
     // the current image context: what the screen shows (the presentation tree), or with
-    // `afterScreenUpdates` the model as last set. False when there is no current context or the
-    // view has no area.
+    // `afterScreenUpdates` the model as last set. A rectangle of no area paints nothing. False when
+    // there is no current context or the view has no area.
     bool drawViewHierarchyInRect(const gfx::Rect& rect, bool afterScreenUpdates);
     // Draws the layer tree of the model in the layer's own coordinate space (bounds coordinates, not
     // moved by the bounds origin), as the platform's renderInContext: does.

@@ -307,13 +307,11 @@ TEST(ImageContextSingularTransform, NothingIsPaintedUntilTheMatchingRestore) {
          [](ImageContext& c) {
              c.concatCTM({0, 0, 0, 0, 1, 1});
          }},
-        {"concat of a zero scale", [](ImageContext& c) { c.concatCTM(AffineTransform::makeScale(0, 0)); }},
         {"concat of dependent columns",
          [](ImageContext& c) {
              c.concatCTM({1, 2, 2, 4, 0, 0});
          }},
         {"scale 0 in x", [](ImageContext& c) { c.scaleCTM(0, 1); }},
-        {"scale 0 in y", [](ImageContext& c) { c.scaleCTM(1, 0); }},
         {"scale too small to invert", [](ImageContext& c) { c.scaleCTM(1e-200, 1e-200); }},
         {"non-finite translation", [](ImageContext& c) { c.translateCTM(std::nan(""), 0); }},
         {"infinite scale", [](ImageContext& c) { c.scaleCTM(std::numeric_limits<double>::infinity(), 1); }},
@@ -350,9 +348,14 @@ TEST(ImageContextSingularTransform, NothingIsPaintedUntilTheMatchingRestore) {
         ctx.beginTransparencyLayer();
         ctx.endTransparencyLayer();
         ctx.setBlendMode(BlendMode::Normal);
+        // The current path outlives the restore; a piece added under the singular transform covers
+        // nothing there either.
+        ctx.addRect({0, 0, 4, 4});
         EXPECT_EQ(histogram(ctx), (std::map<std::uint32_t, int>{{kBlue, 64}}));
 
         ctx.restoreGState();
+        ctx.fillPath();
+        EXPECT_EQ(histogram(ctx), (std::map<std::uint32_t, int>{{kBlue, 64}}));
         ctx.setFillColor(Color::red());
         ctx.fillRect({0, 0, 2, 2});
         EXPECT_EQ(ctx.pixelAt(1, 1), kRed) << "drawing resumes after the restore";
