@@ -226,24 +226,6 @@ TEST_F(UiEventTest, TouchesPassThroughWindowsThatDoNotTakeThemToTheWindowBelow) 
     EXPECT_EQ(outside->view(), nullptr);
 }
 
-TEST_F(UiEventTest, TheFrontmostWindowAnswersFirstByLevelThenOrder) {
-    auto make = [](double level) {
-        auto window = Window::make({0, 0, 100, 100});
-        window->setWindowLevel(level);
-        window->addSubview(View::make(window->bounds()));
-        window->setHidden(false);
-        return window;
-    };
-    auto high = make(UIWindowLevelStatusBar);
-    auto older = make(UIWindowLevelNormal);
-    auto newer = make(UIWindowLevelNormal);
-    EXPECT_EQ(Touch::beganOnScreen({50, 50})->window(), high);
-    high->setHidden(true);
-    EXPECT_EQ(Touch::beganOnScreen({50, 50})->window(), newer);
-    older->makeKeyAndVisible();
-    EXPECT_EQ(Touch::beganOnScreen({50, 50})->window(), older) << "made key, it came to the front";
-}
-
 TEST_F(UiEventTest, TouchLocationFollowsTheViewsTransforms) {
     auto window = keyWindow();
     auto turned = View::make(Rect{100, 100, 100, 100});
