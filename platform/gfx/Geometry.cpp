@@ -1,6 +1,8 @@
 #include "platform/gfx/Geometry.h"
 
 #include <algorithm>
+#include <charconv>
+#include <iterator>
 
 namespace bdx::gfx {
 
@@ -161,6 +163,59 @@ Rect AffineTransform::apply(const Rect& r) const {
         y1 = std::max(y1, p.y);
     }
     return {x0, y0, x1 - x0, y1 - y0};
+}
+
+namespace {
+
+// One number as "%.17g" writes it, without the locale's say on the decimal point.
+void appendNumber(std::string& text, double value) {
+    char buffer[32];
+    const auto result = std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::general, 17);
+    text.append(buffer, result.ptr);
+}
+
+void appendPair(std::string& text, double first, double second) {
+    text += '{';
+    appendNumber(text, first);
+    text += ", ";
+    appendNumber(text, second);
+    text += '}';
+}
+
+}  // namespace
+
+std::string NSStringFromCGPoint(Point point) {
+    std::string text;
+    appendPair(text, point.x, point.y);
+    return text;
+}
+
+std::string NSStringFromCGSize(Size size) {
+    std::string text;
+    appendPair(text, size.width, size.height);
+    return text;
+}
+
+std::string NSStringFromCGRect(const Rect& rect) {
+    std::string text = "{";
+    appendPair(text, rect.origin.x, rect.origin.y);
+    text += ", ";
+    appendPair(text, rect.size.width, rect.size.height);
+    text += '}';
+    return text;
+}
+
+std::string NSStringFromCGAffineTransform(const AffineTransform& transform) {
+    std::string text = "[";
+    const double values[] = {transform.a, transform.b, transform.c, transform.d, transform.tx, transform.ty};
+    for (std::size_t i = 0; i < std::size(values); ++i) {
+        if (i > 0) {
+            text += ", ";
+        }
+        appendNumber(text, values[i]);
+    }
+    text += ']';
+    return text;
 }
 
 }  // namespace bdx::gfx

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <limits>
+#include <string>
 
 namespace bdx::gfx {
 
@@ -115,5 +116,15 @@ struct AffineTransform {
 
     friend constexpr bool operator==(const AffineTransform&, const AffineTransform&) = default;
 };
+
+// The platform's text forms: "{x, y}", "{w, h}", "{{x, y}, {w, h}}" and "[a, b, c, d, tx, ty]".
+// Each number is printed as "%.17g" prints a double, which is what the platform does: whole numbers
+// without a point (390, -3), every digit the double holds otherwise (0.5, 0.10000000000000001),
+// exponent form past 17 digits or below 1e-4 (1e+20, 1.4999999999999999e-07), and "-0", "inf",
+// "nan" as the C library writes them. The decimal point is always ".", whatever the locale.
+std::string NSStringFromCGPoint(Point point);
+std::string NSStringFromCGSize(Size size);
+std::string NSStringFromCGRect(const Rect& rect);
+std::string NSStringFromCGAffineTransform(const AffineTransform& transform);
 
 }  // namespace bdx::gfx

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 #include <new>
+#include <optional>
 #include <string>
 
 #include "platform/PlatformLog.h"
@@ -213,7 +214,16 @@ struct GState {
     bool closesWithParent = false;
     double layerAlpha = 1.0;
     BlendMode layerBlend = BlendMode::Normal;
+    // The transform (user space to pixels) when it cannot be inverted or holds a number that is not
+    // finite. Cairo refuses such a matrix, and stops drawing for good once it has one, so it is
+    // kept here instead and the context draws nothing until a restore takes this state away.
+    std::optional<AffineTransform> singularCTM;
 };
+
+bool isFinite(const AffineTransform& t) {
+    return std::isfinite(t.a) && std::isfinite(t.b) && std::isfinite(t.c) && std::isfinite(t.d) &&
+           std::isfinite(t.tx) && std::isfinite(t.ty);
+}
 
 }  // namespace
 
@@ -256,6 +266,35 @@ struct ImageContext::Impl {
     GState& state() { return states.back(); }
     const GState& state() const { return states.back(); }
 
+    // Whether drawing reaches the bitmap: not under a transform that cannot be inverted.
+    bool paints() const { return !state().singularCTM; }
+
+    // Applies `t` before the current transform. A result that cannot be inverted (or whose inverse
+    // is not finite) is not handed to Cairo: it makes the state singular.
+    void transformCTM(const AffineTransform& t) {
+        GState& s = state();
+        if (s.singularCTM) {
+            s.singularCTM = t.concat(*s.singularCTM);
+            return;
+        }
+        cairo_matrix_t m;
+        cairo_get_matrix(cr, &m);
+        const AffineTransform next = t.concat(fromCairo(m));
+        if (!isFinite(next) || !next.isInvertible() || !isFinite(next.inverted())) {
+            // A zero scale is an ordinary state (a view popping in from nothing); a number that
+            // is not finite is a caller's mistake.
+            if (!isFinite(t)) {
+                platformLog("gfx",
+                            "transform with a number that is not finite; nothing is drawn until "
+                            "the matching restore");
+            }
+            s.singularCTM = next;
+            return;
+        }
+        const cairo_matrix_t n = toCairo(next);
+        cairo_set_matrix(cr, &n);
+    }
+
     void setSource(const Color& c) {
         cairo_set_source_rgba(cr, c.r, c.g, c.b, std::clamp(c.a, 0.0, 1.0) * state().alpha);
     }
@@ -286,6 +325,11 @@ struct ImageContext::Impl {
         pathInUse = false;
     }
 
+    void dropCurrentPath() {
+        cairo_new_path(cr);
+        pathInUse = false;
+    }
+
     // Runs `draw` on a fresh current path and puts the previous one back afterwards.
     template <typename F>
     void withOwnPath(F&& draw) {
@@ -302,7 +346,7 @@ struct ImageContext::Impl {
     }
 
     void drawImage(const Image& image, const Rect& rect, BlendMode mode, double alpha) {
-        if (image.isNull() || rect.isNull() || rect.size.width == 0 || rect.size.height == 0) {
+        if (!paints() || image.isNull() || rect.isNull() || rect.size.width == 0 || rect.size.height == 0) {
             return;
         }
         const Size shown = image.size();
@@ -495,9 +539,15 @@ void ImageContext::endTransparencyLayer() {
         return;
     }
     const GState layer = impl_->state();
-    cairo_pop_group_to_source(impl_->cr);
-    cairo_set_operator(impl_->cr, cairoOperator(layer.layerBlend));
-    cairo_paint_with_alpha(impl_->cr, layer.layerAlpha);
+    // A layer opened under a singular transform holds nothing, and laying even that down (in copy
+    // mode, say) would change the pixels below.
+    if (impl_->states[impl_->states.size() - 2].singularCTM) {
+        cairo_pattern_destroy(cairo_pop_group(impl_->cr));
+    } else {
+        cairo_pop_group_to_source(impl_->cr);
+        cairo_set_operator(impl_->cr, cairoOperator(layer.layerBlend));
+        cairo_paint_with_alpha(impl_->cr, layer.layerAlpha);
+    }
     cairo_restore(impl_->cr);
     impl_->states.pop_back();
     if (layer.closesWithParent) {
@@ -507,48 +557,37 @@ void ImageContext::endTransparencyLayer() {
 }
 
 void ImageContext::translateCTM(double tx, double ty) {
-    if (isValid() && std::isfinite(tx) && std::isfinite(ty)) {
-        cairo_translate(impl_->cr, tx, ty);
-    }
+    concatCTM(AffineTransform::makeTranslation(tx, ty));
 }
 
 void ImageContext::scaleCTM(double sx, double sy) {
-    if (!isValid()) {
-        return;
-    }
-    if (sx == 0 || sy == 0 || !std::isfinite(sx) || !std::isfinite(sy)) {
-        platformLog("gfx", "scaleCTM by a zero or non-finite factor ignored");
-        return;
-    }
-    cairo_scale(impl_->cr, sx, sy);
+    concatCTM(AffineTransform::makeScale(sx, sy));
 }
 
 void ImageContext::rotateCTM(double angle) {
-    if (isValid() && std::isfinite(angle)) {
-        cairo_rotate(impl_->cr, angle);
-    }
+    concatCTM(AffineTransform::makeRotation(angle));
 }
 
 void ImageContext::concatCTM(const AffineTransform& t) {
-    if (!isValid()) {
-        return;
+    if (isValid()) {
+        impl_->transformCTM(t);
     }
-    if (!t.isInvertible() || !std::isfinite(t.a + t.b + t.c + t.d + t.tx + t.ty)) {
-        platformLog("gfx", "concatCTM with a transform that cannot be inverted ignored");
-        return;
-    }
-    const cairo_matrix_t m = toCairo(t);
-    cairo_transform(impl_->cr, &m);
 }
 
 AffineTransform ImageContext::getCTM() const {
     if (!isValid()) {
         return {};
     }
-    cairo_matrix_t m;
-    cairo_get_matrix(impl_->cr, &m);
+    AffineTransform toPixels;
+    if (impl_->state().singularCTM) {
+        toPixels = *impl_->state().singularCTM;
+    } else {
+        cairo_matrix_t m;
+        cairo_get_matrix(impl_->cr, &m);
+        toPixels = fromCairo(m);
+    }
     const double s = impl_->scale;
-    return fromCairo(m).concat(AffineTransform::makeScale(1 / s, 1 / s));
+    return toPixels.concat(AffineTransform::makeScale(1 / s, 1 / s));
 }
 
 void ImageContext::setFillColor(const Color& c) {
@@ -652,7 +691,7 @@ void ImageContext::fillRect(const Rect& r) {
 }
 
 void ImageContext::fillRects(const std::vector<Rect>& rects) {
-    if (!isValid()) {
+    if (!isValid() || !impl_->paints()) {
         return;
     }
     impl_->withOwnPath([&] {
@@ -666,7 +705,7 @@ void ImageContext::fillRects(const std::vector<Rect>& rects) {
 }
 
 void ImageContext::strokeRect(const Rect& r) {
-    if (!isValid() || r.isNull()) {
+    if (!isValid() || r.isNull() || !impl_->paints()) {
         return;
     }
     impl_->withOwnPath([&] {
@@ -686,7 +725,7 @@ void ImageContext::strokeRectWithWidth(const Rect& r, double width) {
 }
 
 void ImageContext::clearRect(const Rect& r) {
-    if (!isValid() || r.isNull()) {
+    if (!isValid() || r.isNull() || !impl_->paints()) {
         return;
     }
     impl_->withOwnPath([&] {
@@ -699,7 +738,7 @@ void ImageContext::clearRect(const Rect& r) {
 }
 
 void ImageContext::fillEllipseInRect(const Rect& r) {
-    if (!isValid() || r.isNull()) {
+    if (!isValid() || r.isNull() || !impl_->paints()) {
         return;
     }
     impl_->withOwnPath([&] {
@@ -709,7 +748,7 @@ void ImageContext::fillEllipseInRect(const Rect& r) {
 }
 
 void ImageContext::strokeEllipseInRect(const Rect& r) {
-    if (!isValid() || r.isNull()) {
+    if (!isValid() || r.isNull() || !impl_->paints()) {
         return;
     }
     impl_->withOwnPath([&] {
@@ -724,6 +763,10 @@ void ImageContext::strokeLineSegments(const std::vector<Point>& points) {
     }
     // Replaces the current path, as the platform's segment stroke does.
     cairo_new_path(impl_->cr);
+    impl_->pathInUse = false;
+    if (!impl_->paints()) {
+        return;
+    }
     for (std::size_t i = 0; i + 1 < points.size(); i += 2) {
         cairo_move_to(impl_->cr, points[i].x, points[i].y);
         cairo_line_to(impl_->cr, points[i + 1].x, points[i + 1].y);
@@ -739,21 +782,21 @@ void ImageContext::beginPath() {
 }
 
 void ImageContext::addPath(const Path& path) {
-    if (isValid() && !path.isEmpty()) {
+    if (isValid() && !path.isEmpty() && impl_->paints()) {
         appendPathToCairo(impl_->cr, path);
         impl_->pathInUse = true;
     }
 }
 
 void ImageContext::moveToPoint(Point p) {
-    if (isValid()) {
+    if (isValid() && impl_->paints()) {
         cairo_move_to(impl_->cr, p.x, p.y);
         impl_->pathInUse = true;
     }
 }
 
 void ImageContext::addLineToPoint(Point p) {
-    if (!isValid()) {
+    if (!isValid() || !impl_->paints()) {
         return;
     }
     if (!cairo_has_current_point(impl_->cr)) {
@@ -764,21 +807,21 @@ void ImageContext::addLineToPoint(Point p) {
 }
 
 void ImageContext::addRect(const Rect& r) {
-    if (isValid() && !r.isNull()) {
+    if (isValid() && !r.isNull() && impl_->paints()) {
         cairo_rectangle(impl_->cr, r.origin.x, r.origin.y, r.size.width, r.size.height);
         impl_->pathInUse = true;
     }
 }
 
 void ImageContext::addEllipseInRect(const Rect& r) {
-    if (isValid() && !r.isNull()) {
+    if (isValid() && !r.isNull() && impl_->paints()) {
         appendPathToCairo(impl_->cr, Path::withOvalInRect(r));
         impl_->pathInUse = true;
     }
 }
 
 void ImageContext::closePath() {
-    if (isValid() && cairo_has_current_point(impl_->cr)) {
+    if (isValid() && impl_->paints() && cairo_has_current_point(impl_->cr)) {
         cairo_close_path(impl_->cr);
     }
 }
@@ -795,13 +838,13 @@ bool ImageContext::isPathEmpty() const {
 
 void ImageContext::fillPath(FillRule rule) {
     if (isValid()) {
-        impl_->fillCurrentPath(rule);
+        impl_->paints() ? impl_->fillCurrentPath(rule) : impl_->dropCurrentPath();
     }
 }
 
 void ImageContext::strokePath() {
     if (isValid()) {
-        impl_->strokeCurrentPath();
+        impl_->paints() ? impl_->strokeCurrentPath() : impl_->dropCurrentPath();
     }
 }
 
@@ -823,7 +866,7 @@ void ImageContext::stroke(const Path& path) {
 }
 
 void ImageContext::fill(const Path& path, BlendMode mode, double alpha) {
-    if (!isValid() || path.isEmpty()) {
+    if (!isValid() || path.isEmpty() || !impl_->paints()) {
         return;
     }
     impl_->withOwnPath([&] {
@@ -837,7 +880,7 @@ void ImageContext::fill(const Path& path, BlendMode mode, double alpha) {
 }
 
 void ImageContext::stroke(const Path& path, BlendMode mode, double alpha) {
-    if (!isValid() || path.isEmpty()) {
+    if (!isValid() || path.isEmpty() || !impl_->paints()) {
         return;
     }
     impl_->withOwnPath([&] {
@@ -860,7 +903,10 @@ void ImageContext::addClip(const Path& path) {
         return;
     }
     impl_->withOwnPath([&] {
-        appendPathToCairo(impl_->cr, path);
+        // Under a singular transform the path covers no area: the clip takes everything away.
+        if (impl_->paints()) {
+            appendPathToCairo(impl_->cr, path);
+        }
         cairo_set_fill_rule(impl_->cr, cairoFillRule(path.fillRule()));
         // An empty path clips everything away, as an empty area would.
         cairo_clip(impl_->cr);
@@ -872,7 +918,7 @@ void ImageContext::clipToRect(const Rect& r) {
         return;
     }
     impl_->withOwnPath([&] {
-        if (!r.isNull()) {
+        if (!r.isNull() && impl_->paints()) {
             cairo_rectangle(impl_->cr, r.origin.x, r.origin.y, r.size.width, r.size.height);
         }
         cairo_clip(impl_->cr);
@@ -880,7 +926,7 @@ void ImageContext::clipToRect(const Rect& r) {
 }
 
 Rect ImageContext::clipBoundingBox() const {
-    if (!isValid()) {
+    if (!isValid() || !impl_->paints()) {
         return Rect::null();
     }
     double x0, y0, x1, y1;

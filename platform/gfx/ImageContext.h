@@ -54,6 +54,11 @@ enum class InterpolationQuality { Default = 0, None = 1, Low = 2, Medium = 4, Hi
 // of the platform and the drawing calls made on it. The graphics state (transform, clip, colours,
 // line style, alpha, blend mode, antialiasing) is saved and restored as a stack.
 //
+// A transform step that leaves the transform impossible to invert (a zero scale, a view scaled to
+// nothing) or holding a number that is not finite makes the graphics state singular, as the
+// platform has it: nothing is painted, no path piece is added and clips take everything away, until
+// the restore that takes that state off the stack. getCTM reads the singular transform back.
+//
 // A context whose size has no pixels (zero or negative, or not finite) is invalid: every call is
 // ignored and the image it gives is null. One context is used from one thread at a time.
 class ImageContext {

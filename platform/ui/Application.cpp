@@ -65,6 +65,33 @@ void Application::deliver(const std::shared_ptr<Event>& event) {
     }
 }
 
+Application::ScreenHit Application::hitTestScreenPoint(gfx::Point point,
+                                                       const std::shared_ptr<Event>& event) const {
+    const auto windows = this->windows();
+    for (auto it = windows.rbegin(); it != windows.rend(); ++it) {
+        const auto& window = *it;
+        if (window->isHidden()) {
+            continue;
+        }
+        const auto local = window->convertPointFromScreen(point);
+        if (!local) {
+            continue;
+        }
+        if (auto view = window->hitTest(*local, event)) {
+            return {window, std::move(view), *local};
+        }
+    }
+    return {};
+}
+
+std::shared_ptr<Touch> Application::tapAtScreenPoint(gfx::Point point) {
+    auto touch = Touch::beganOnScreen(point);
+    sendEvent(Event::touchesEvent({touch}));
+    touch->end();
+    sendEvent(Event::touchesEvent({touch}));
+    return touch;
+}
+
 bool Application::sendAction(const std::string& action, const std::shared_ptr<Responder>& target) {
     auto runtime = Runtime::shared();
     if (target) {

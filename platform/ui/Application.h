@@ -13,6 +13,8 @@ namespace bdx::ui {
 
 class Event;
 class Runtime;
+class Touch;
+class View;
 class Window;
 
 // The platform's values.
@@ -54,6 +56,21 @@ class Application : public Responder {
     // Sends "sendEvent:" to the application. The default implementation passes a touch event to the
     // windows of its touches, and any other event to the key window.
     void sendEvent(const std::shared_ptr<Event>& event);
+
+    // Where a point of the screen lands: the visible windows are asked front to back (the higher
+    // level first, within a level the one brought forward last), each with hitTest in its own
+    // coordinates. A window whose hitTest answers nothing lets the point through to the window
+    // below, as overlay windows do outside their buttons. All empty when no window takes it.
+    struct ScreenHit {
+        std::shared_ptr<Window> window;
+        std::shared_ptr<View> view;
+        gfx::Point locationInWindow;
+    };
+    ScreenHit hitTestScreenPoint(gfx::Point point, const std::shared_ptr<Event>& event = nullptr) const;
+    // A scripted tap: a finger goes down at the point of the screen (Touch::beganOnScreen) and lifts
+    // there, each phase sent as a touches event through sendEvent, so that whatever replaced the
+    // application's and the windows' "sendEvent:" sees both. The touch is returned, ended.
+    std::shared_ptr<Touch> tapAtScreenPoint(gfx::Point point);
     // Sends an action message ("resignFirstResponder", say) to the target, or with no target to the
     // first responder and on along its chain to the first that answers it. True when one answered.
     bool sendAction(const std::string& action, const std::shared_ptr<Responder>& target);

@@ -29,12 +29,19 @@ class Touch : public RuntimeObject {
     // ancestors, nearest first.
     static std::shared_ptr<Touch> began(const std::shared_ptr<Window>& window, gfx::Point locationInWindow);
 
+    // A finger going down at a point of the screen, in the window and view that
+    // Application::hitTestScreenPoint finds there (through the windows that let it pass); with no
+    // window taking it, the touch has neither, and goes nowhere when sent.
+    static std::shared_ptr<Touch> beganOnScreen(gfx::Point locationOnScreen);
+
     explicit Touch(std::string className = "UITouch", std::string_view kindOf = "UITouch");
 
     TouchPhase phase() const { return phase_; }
     void setPhase(TouchPhase phase);
     // The finger moved to a point of its window: phase Moved.
     void moveTo(gfx::Point locationInWindow);
+    // The same, to a point of the screen.
+    void moveOnScreenTo(gfx::Point locationOnScreen);
     // The finger lifted (phase Ended), or the system took the touch away (phase Cancelled).
     void end() { setPhase(TouchPhase::Ended); }
     void cancel() { setPhase(TouchPhase::Cancelled); }
@@ -57,6 +64,8 @@ class Touch : public RuntimeObject {
     gfx::Point previousLocationInView(const std::shared_ptr<View>& view) const;
 
   private:
+    static std::shared_ptr<Touch> make(const std::shared_ptr<Window>& window, std::shared_ptr<View> view,
+                                       gfx::Point locationInWindow);
     gfx::Point inView(gfx::Point locationInWindow, const std::shared_ptr<View>& view) const;
 
     TouchPhase phase_ = TouchPhase::Began;

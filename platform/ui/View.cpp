@@ -307,7 +307,7 @@ bool View::canTakeFocusNow() const {
 }
 
 std::shared_ptr<View> View::hitTest(gfx::Point point, const std::shared_ptr<Event>& event) {
-    if (!userInteractionEnabled_ || hidden_ || alpha_ <= 0.01 || !pointInside(point, event)) {
+    if (!userInteractionEnabled_ || hidden_ || alpha_ < kMinimumHitTestAlpha || !pointInside(point, event)) {
         return nullptr;
     }
     for (auto it = subviews_.rbegin(); it != subviews_.rend(); ++it) {

@@ -22,6 +22,9 @@ class LayoutConstraint;
 class ViewController;
 class Window;
 
+// The least alpha at which a view still takes touches.
+inline constexpr double kMinimumHitTestAlpha = 0.01;
+
 // Which state of a view's layer to read: the model, as last set, or the presentation, what the
 // screen shows while an animation is moving the view.
 enum class LayerTree { Model, Presentation };
@@ -146,6 +149,8 @@ class View : public Responder {
 
     // Hit-testing in the view's bounds coordinates: the deepest visible, interactive view under the
     // point, later subviews first; nullptr when the point is outside or the view takes no touches.
+    // As on the platform, a hidden view, one with user interaction off, and one whose alpha is below
+    // kMinimumHitTestAlpha (0.01 itself still takes touches) takes none, nor does its subtree.
     virtual std::shared_ptr<View> hitTest(gfx::Point point, const std::shared_ptr<Event>& event);
     virtual bool pointInside(gfx::Point point, const std::shared_ptr<Event>& event) const;
 
@@ -174,8 +179,8 @@ class View : public Responder {
 
     // Drawing. Draws the view and its subtree, in its bounds coordinates scaled to fill `rect`, into
     // the current image context: what the screen shows (the presentation tree), or with
-    // `afterScreenUpdates` the model as last set. False when there is no current context or the
-    // view has no area.
+    // `afterScreenUpdates` the model as last set. A rectangle of no area paints nothing. False when
+    // there is no current context or the view has no area.
     bool drawViewHierarchyInRect(const gfx::Rect& rect, bool afterScreenUpdates);
     // Draws the layer tree of the model in the layer's own coordinate space (bounds coordinates, not
     // moved by the bounds origin), as the platform's renderInContext: does.

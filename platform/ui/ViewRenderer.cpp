@@ -44,7 +44,12 @@ void ViewRenderer::drawContents(gfx::ImageContext& context, View& view, LayerTre
         context.setFillColor(*background);
         context.fillRect(bounds);
     }
+    // The view's own content lives in a backing store the size of its bounds: only its subviews
+    // may reach past them.
     context.saveGState();
+    if (!view.clipsToBounds()) {
+        context.clipToRect(bounds);
+    }
     view.drawRect(context, bounds);
     context.restoreGState();
     // A copy, so that drawing code that changes the tree cannot pull the list from under the loop.

@@ -10,9 +10,10 @@ class ImageContext;
 namespace bdx::ui {
 
 // Draws a view tree into an image context as the screen composes it: each view in its superview's
-// space (position, anchor point, transform), clipped to its bounds when it clips, its background
-// and own drawing, then its subviews in order. A half-transparent view is composed on its own first
-// and then laid down at its alpha, so its subtree fades as one picture.
+// space (position, anchor point, transform), its background and own drawing (always inside its
+// bounds, as the view's own content has a backing store of that size), then its subviews in order
+// (reaching past the bounds unless the view clips). A half-transparent view is composed on its own
+// first and then laid down at its alpha, so its subtree fades as one picture.
 class ViewRenderer {
   public:
     // Draws `view` in its own bounds coordinates: the caller has put the context in that space.

@@ -152,6 +152,15 @@ void Window::setHidden(bool hidden) {
     }
 }
 
+std::optional<gfx::Point> Window::convertPointFromScreen(gfx::Point point) const {
+    // A window is a root: its own geometry places it on the screen.
+    const gfx::AffineTransform toScreen = transformToSuperview();
+    if (!toScreen.isInvertible()) {
+        return std::nullopt;
+    }
+    return toScreen.inverted().apply(point);
+}
+
 std::shared_ptr<Window> Window::window() const {
     return std::static_pointer_cast<Window>(std::const_pointer_cast<RuntimeObject>(weak_from_this().lock()));
 }

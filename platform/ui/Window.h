@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -62,6 +63,10 @@ class Window : public View {
     // brings the window in front of its level, posts UIWindowDidBecomeVisibleNotification and tells
     // the root controller that its view appeared.
     void setHidden(bool hidden) override;
+
+    // A point of the screen in the window's coordinates; nothing when the window is scaled to
+    // nothing and no point of it lies there.
+    std::optional<gfx::Point> convertPointFromScreen(gfx::Point point) const;
 
     std::shared_ptr<Window> window() const override;
     // A window hands on what it does not handle to the application.

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <numbers>
+#include <string>
+#include <utility>
 
 #include "tests/platform/PixelTestSupport.h"
 
@@ -85,6 +88,36 @@ TEST(AffineTransformGeometry, RectsAndSizesMapAsBoundingBoxesAndVectors) {
     const auto move = AffineTransform::makeTranslation(100, 100).concat(AffineTransform::makeScale(2, 2));
     EXPECT_EQ(move.apply(Size{3, 4}), (Size{6, 8}));
     EXPECT_TRUE(move.apply(Rect::null()).isNull());
+}
+
+// The platform's text forms, each number printed as "%.17g" prints it: whole numbers without a
+// point, every digit a double needs, exponents past 17 digits.
+TEST(GeometryText, PointsSizesRectanglesAndTransforms) {
+    EXPECT_EQ(NSStringFromCGRect({0, 0, 390, 844}), "{{0, 0}, {390, 844}}");
+    EXPECT_EQ(NSStringFromCGRect({-3, 0.5, 12.25, -0.75}), "{{-3, 0.5}, {12.25, -0.75}}");
+    EXPECT_EQ(NSStringFromCGPoint({0, 0}), "{0, 0}");
+    EXPECT_EQ(NSStringFromCGSize({390, 844}), "{390, 844}");
+    EXPECT_EQ(NSStringFromCGAffineTransform({}), "[1, 0, 0, 1, 0, 0]");
+    EXPECT_EQ(NSStringFromCGAffineTransform({0.5, -2, 2, 0.5, -10, 7.5}), "[0.5, -2, 2, 0.5, -10, 7.5]");
+
+    const std::pair<double, const char*> numbers[] = {
+        {-3, "-3"},
+        {0.1, "0.10000000000000001"},
+        {2.0 / 3, "0.66666666666666663"},
+        {-95.999999999999986, "-95.999999999999986"},
+        {1e20, "1e+20"},
+        {1.5e-7, "1.4999999999999999e-07"},
+        {1e16, "10000000000000000"},
+        {-0.0, "-0"},
+        {std::numeric_limits<double>::infinity(), "inf"},
+    };
+    for (const auto& [value, text] : numbers) {
+        EXPECT_EQ(NSStringFromCGPoint({value, 1}), std::string("{") + text + ", 1}");
+    }
+    EXPECT_EQ(NSStringFromCGAffineTransform(AffineTransform::makeRotation(kPi / 2)),
+              "[6.123233995736766e-17, 1, -1, 6.123233995736766e-17, 0, 0]");
+    // The null rectangle prints its infinite origin.
+    EXPECT_EQ(NSStringFromCGRect(Rect::null()), "{{inf, inf}, {0, 0}}");
 }
 
 }  // namespace

@@ -4,9 +4,13 @@
 
 #include <cmath>
 #include <cstdint>
+#include <functional>
+#include <limits>
 #include <map>
 #include <numbers>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "tests/platform/PixelTestSupport.h"
 
@@ -282,17 +286,106 @@ TEST(ImageContextStroke, DashesAndBadInputThatMustNotStopDrawing) {
     for (int x = 0; x < 12; ++x) {
         EXPECT_EQ(ctx.pixelAt(x, 0), expected[x]) << x;
     }
-    // Refused without harm: a dash of zeros, a negative length, a singular transform, a zero
-    // scale, a non-finite translation. Drawing still works afterwards, solid and unmoved.
+    // Refused without harm: a dash of zeros, a negative length. Drawing still works afterwards,
+    // solid and unmoved, also after a transform that could not be applied has been restored away.
     ctx.setLineDash(0, {0, 0});
     ctx.setLineDash(0, {-1, 2});
-    ctx.concatCTM({0, 0, 0, 0, 1, 1});
-    ctx.scaleCTM(0, 1);
+    ctx.saveGState();
     ctx.translateCTM(std::nan(""), 0);
+    ctx.restoreGState();
     ctx.clearRect({0, 0, 12, 1});
     ctx.setLineDash(0, {});
     ctx.strokeLineSegments({{0, 0.5}, {12, 0.5}});
     EXPECT_EQ(countOf(ctx.imageFromCurrentContext(), kBlack), 12);
+}
+
+// Transforms that cannot be inverted (or hold a non-finite number): whatever is drawn under them
+// must leave no pixel, until the restore that matches the save before them.
+TEST(ImageContextSingularTransform, NothingIsPaintedUntilTheMatchingRestore) {
+    const std::vector<std::pair<const char*, std::function<void(ImageContext&)>>> singular = {
+        {"concat of zeros",
+         [](ImageContext& c) {
+             c.concatCTM({0, 0, 0, 0, 1, 1});
+         }},
+        {"concat of dependent columns",
+         [](ImageContext& c) {
+             c.concatCTM({1, 2, 2, 4, 0, 0});
+         }},
+        {"scale 0 in x", [](ImageContext& c) { c.scaleCTM(0, 1); }},
+        {"scale too small to invert", [](ImageContext& c) { c.scaleCTM(1e-200, 1e-200); }},
+        {"non-finite translation", [](ImageContext& c) { c.translateCTM(std::nan(""), 0); }},
+        {"infinite scale", [](ImageContext& c) { c.scaleCTM(std::numeric_limits<double>::infinity(), 1); }},
+    };
+    const Image stamp = Image::filled(2, 2, kGreen);
+    for (const auto& [name, apply] : singular) {
+        SCOPED_TRACE(name);
+        ImageContext ctx = sharp(8, 8);
+        ctx.setFillColor(Color::blue());
+        ctx.fillRect({0, 0, 8, 8});
+        ctx.saveGState();
+        apply(ctx);
+        // Later steps cannot bring an invertible transform back, nor can a nested save/restore.
+        ctx.translateCTM(3, 3);
+        ctx.scaleCTM(2, 2);
+        ctx.saveGState();
+        ctx.restoreGState();
+        ctx.setFillColor(Color::red());
+        ctx.fillRect({0, 0, 4, 4});
+        ctx.fillEllipseInRect({0, 0, 4, 4});
+        ctx.strokeRectWithWidth({0, 0, 4, 4}, 2);
+        ctx.strokeLineSegments({{0, 0}, {4, 4}});
+        ctx.moveToPoint({0, 0});
+        ctx.addLineToPoint({4, 0});
+        ctx.addLineToPoint({4, 4});
+        ctx.fillPath();
+        Path path = Path::withRect({0, 0, 4, 4});
+        ctx.fill(path);
+        ctx.stroke(path);
+        ctx.drawImage(stamp, {0, 0, 4, 4});
+        ctx.clearRect({0, 0, 4, 4});
+        // A layer laid down in copy mode would erase the area if its empty picture were composited.
+        ctx.setBlendMode(BlendMode::Copy);
+        ctx.beginTransparencyLayer();
+        ctx.endTransparencyLayer();
+        ctx.setBlendMode(BlendMode::Normal);
+        // The current path outlives the restore; a piece added under the singular transform covers
+        // nothing there either.
+        ctx.addRect({0, 0, 4, 4});
+        EXPECT_EQ(histogram(ctx), (std::map<std::uint32_t, int>{{kBlue, 64}}));
+
+        ctx.restoreGState();
+        ctx.fillPath();
+        EXPECT_EQ(histogram(ctx), (std::map<std::uint32_t, int>{{kBlue, 64}}));
+        ctx.setFillColor(Color::red());
+        ctx.fillRect({0, 0, 2, 2});
+        EXPECT_EQ(ctx.pixelAt(1, 1), kRed) << "drawing resumes after the restore";
+        EXPECT_EQ(ctx.pixelAt(2, 2), kBlue) << "and in the space saved before the singular step";
+        EXPECT_EQ(ctx.getCTM(), AffineTransform());
+    }
+}
+
+TEST(ImageContextSingularTransform, TheTransformReadBackIsTheSingularOne) {
+    ImageContext ctx({10, 10}, false, 2);
+    ctx.saveGState();
+    ctx.translateCTM(5, 6);
+    ctx.scaleCTM(0, 3);
+    EXPECT_EQ(ctx.getCTM(), (AffineTransform{0, 0, 0, 3, 5, 6}));
+    ctx.translateCTM(1, 1);
+    EXPECT_EQ(ctx.getCTM(), (AffineTransform{0, 0, 0, 3, 5, 9}));
+    ctx.restoreGState();
+    EXPECT_EQ(ctx.getCTM(), AffineTransform());
+    // A transparency layer opened before the singular step still lays down what was drawn in it.
+    ctx.setShouldAntialias(false);
+    ctx.setFillColor(Color::red());
+    ctx.beginTransparencyLayer();
+    ctx.fillRect({0, 0, 5, 5});
+    ctx.concatCTM({0, 0, 0, 0, 0, 0});
+    ctx.fillRect({5, 5, 5, 5});
+    ctx.endTransparencyLayer();
+    ctx.fillRect({5, 0, 5, 5});
+    EXPECT_EQ(ctx.pixelAt(2, 2), kRed);
+    EXPECT_EQ(ctx.pixelAt(15, 15), 0u);
+    EXPECT_EQ(ctx.pixelAt(15, 2), kRed) << "the layer's end took the singular state with it";
 }
 
 TEST(ImageContextFill, NonZeroAndEvenOddRules) {

@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <memory>
 #include <numbers>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/gfx/ImageContext.h"
@@ -40,7 +43,9 @@ std::uint32_t pixelAt(const ImageContext& context, double x, double y) {
 
 // Composes the visible windows as a screenshot does: each in screen space (its centre, its
 // transform about its anchor point), then its hierarchy as the screen shows it.
-void drawScreen(ImageContext& context) {
+// After each window, the views in `masked` that belong to it are filled black where the screen
+// shows them, in the window's space, as the capture masks private views.
+void drawScreen(ImageContext& context, const std::vector<std::shared_ptr<View>>& masked = {}) {
     gfx::pushContext(context);
     for (const auto& window : Application::sharedApplication()->windows()) {
         if (window->isHidden()) {
@@ -53,6 +58,13 @@ void drawScreen(ImageContext& context) {
         context.translateCTM(-bounds.size.width * window->anchorPoint().x,
                              -bounds.size.height * window->anchorPoint().y);
         window->drawViewHierarchyInRect(bounds, false);
+        for (const auto& view : masked) {
+            if (view->window() == window) {
+                context.setFillColor(Color::black());
+                context.fillRect(view->convertRect(view->bounds(LayerTree::Presentation), nullptr,
+                                                   LayerTree::Presentation));
+            }
+        }
         context.restoreGState();
     }
     gfx::popContext();
@@ -133,6 +145,79 @@ TEST_F(UiDrawingTest, PrivateSubtreeIsFilledBlackWhereTheScreenShowsIt) {
     EXPECT_TRUE(samePixel(pixelAt(context, 39, 50), kGreen));
     EXPECT_TRUE(samePixel(pixelAt(context, 61, 50), kGreen));
     EXPECT_TRUE(samePixel(pixelAt(context, 15, 15), kGreen)) << "the model place of the view is not masked";
+}
+
+// A view or window scaled to nothing, as at the start of a pop-in animation, shows nothing: neither
+// its content nor that of a private view inside it, whose mask is empty.
+TEST_F(UiDrawingTest, SingularTransformsPaintNothing) {
+    const std::vector<std::pair<const char*, std::function<void(View & panel, Window & top)>>> cases = {
+        {"view scaled to zero",
+         [](View& panel, Window&) { panel.setTransform(AffineTransform::makeScale(0, 0)); }},
+        {"view flattened in x",
+         [](View& panel, Window&) { panel.setTransform(AffineTransform::makeScale(0, 1)); }},
+        {"view in flight from zero",
+         [](View& panel, Window&) { panel.setPresentationTransform(AffineTransform::makeScale(0, 0)); }},
+        {"window scaled to zero",
+         [](View&, Window& top) { top.setTransform(AffineTransform::makeScale(0, 0)); }},
+    };
+    for (const auto& [name, apply] : cases) {
+        SCOPED_TRACE(name);
+        auto base = Window::make({0, 0, 100, 100});
+        base->setBackgroundColor(Color::white());
+        base->setHidden(false);
+        auto top = Window::make({0, 0, 100, 100});
+        top->makeKeyAndVisible();
+        auto panel = coloured({20, 20, 60, 60}, Color::green());
+        auto secret = coloured({10, 10, 40, 40}, Color::magenta());
+        secret->addSubview(coloured({5, 5, 10, 10}, Color::red()));
+        panel->addSubview(secret);
+        top->addSubview(panel);
+        apply(*panel, *top);
+
+        ImageContext context({100, 100}, false, 1);
+        drawScreen(context, {secret});
+        EXPECT_EQ(histogram(context), (std::map<std::uint32_t, int>{{kWhite, 100 * 100}}));
+    }
+}
+
+TEST_F(UiDrawingTest, DrawingIntoARectangleOfNoAreaPaintsNothing) {
+    auto view = coloured({0, 0, 50, 50}, Color::red());
+    for (const Rect& rect : {Rect{10, 10, 0, 40}, Rect{10, 10, 40, 0}, Rect{10, 10, 0, 0}}) {
+        ImageContext context({50, 50}, false, 1);
+        gfx::pushContext(context);
+        view->drawViewHierarchyInRect(rect, false);
+        gfx::popContext();
+        EXPECT_EQ(histogram(context), (std::map<std::uint32_t, int>{{0u, 50 * 50}}))
+            << rect.size.width << "x" << rect.size.height;
+    }
+}
+
+// A view's own content lives in a backing store the size of its bounds; only subviews reach past
+// them, unless the view clips.
+TEST_F(UiDrawingTest, OwnDrawingStaysInsideTheBoundsAndSubviewsReachPastThem) {
+    for (bool clips : {false, true}) {
+        SCOPED_TRACE(clips ? "clipping" : "not clipping");
+        auto root = coloured({0, 0, 60, 60}, Color::white());
+        auto canvas = View::make(Rect{20, 20, 20, 20});
+        canvas->setClipsToBounds(clips);
+        canvas->setDrawCallback([](ImageContext& context, const Rect&) {
+            context.setFillColor(Color::blue());
+            context.fillRect({-20, -20, 60, 60});
+        });
+        canvas->addSubview(coloured({15, 15, 15, 15}, Color::red()));
+        root->addSubview(canvas);
+
+        ImageContext context({60, 60}, false, 1);
+        root->renderInContext(context);
+        EXPECT_TRUE(samePixel(pixelAt(context, 25, 25), kBlue));
+        EXPECT_TRUE(samePixel(pixelAt(context, 37, 37), kRed));
+        for (const auto& [x, y] :
+             std::vector<std::pair<double, double>>{{10, 10}, {50, 30}, {30, 10}, {10, 50}}) {
+            EXPECT_TRUE(samePixel(pixelAt(context, x, y), kWhite)) << x << "," << y;
+        }
+        // The part of the subview past the canvas's bounds shows only when the canvas does not clip.
+        EXPECT_TRUE(samePixel(pixelAt(context, 45, 45), clips ? kWhite : kRed));
+    }
 }
 
 TEST_F(UiDrawingTest, RenderInContextDrawsTheModelInLayerCoordinates) {

@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <numbers>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/ui/GestureRecognizer.h"
@@ -111,6 +113,117 @@ TEST_F(UiEventTest, EachWindowGetsTheTouchesInIt) {
     EXPECT_EQ(b->log, std::vector<std::string>{"began:2"});
     EXPECT_EQ(event->touchesForWindow(*top).size(), 2u);
     EXPECT_EQ(event->touchesForView(*a).size(), 1u);
+}
+
+// The toolkit's rule: views below 0.01 alpha, hidden views and views that take no touches are
+// passed over, and the view behind them answers.
+TEST_F(UiEventTest, HitTestingSkipsFaintHiddenAndNonInteractiveViews) {
+    auto window = keyWindow();
+    auto below = View::make(Rect{0, 0, 100, 100});
+    window->addSubview(below);
+    auto front = View::make(Rect{0, 0, 100, 100});
+    window->addSubview(front);
+    const std::vector<std::pair<const char*, std::function<void(View&)>>> cases = {
+        {"alpha 0.0099", [](View& v) { v.setAlpha(0.0099); }},
+        {"hidden", [](View& v) { v.setHidden(true); }},
+        {"user interaction off", [](View& v) { v.setUserInteractionEnabled(false); }},
+    };
+    for (const auto& [name, apply] : cases) {
+        front->setAlpha(1);
+        front->setHidden(false);
+        front->setUserInteractionEnabled(true);
+        EXPECT_EQ(window->hitTest({50, 50}, nullptr), front) << name;
+        apply(*front);
+        EXPECT_EQ(window->hitTest({50, 50}, nullptr), below) << name;
+    }
+    front->setUserInteractionEnabled(true);
+    front->setAlpha(0.01);
+    EXPECT_EQ(window->hitTest({50, 50}, nullptr), front) << "0.01 itself still takes touches";
+}
+
+// A window of the library's overlay kind: it takes only the touches that land on its button.
+class OverlayWindow : public Window {
+  public:
+    OverlayWindow() : Window("TestOverlayWindow", "UIWindow") {}
+    std::shared_ptr<View> hitTest(Point point, const std::shared_ptr<Event>& event) override {
+        auto hit = Window::hitTest(point, event);
+        return hit && button && hit->isDescendantOfView(*button) ? hit : nullptr;
+    }
+    std::shared_ptr<View> button;
+};
+
+TEST_F(UiEventTest, TouchesPassThroughWindowsThatDoNotTakeThemToTheWindowBelow) {
+    auto application = Application::sharedApplication();
+    auto appWindow = keyWindow();
+    auto content = std::make_shared<RecordingView>();
+    content->setFrame(appWindow->bounds());
+    appWindow->addSubview(content);
+
+    // A full-screen overlay above the application, its button at the top left, and a small
+    // ordinary window at the bottom right.
+    auto overlay = std::make_shared<OverlayWindow>();
+    overlay->setFrame(appWindow->frame());
+    overlay->setWindowLevel(UIWindowLevelAlert + 2);
+    auto backdrop = View::make(overlay->bounds());
+    overlay->addSubview(backdrop);
+    auto button = std::make_shared<RecordingView>("TestOverlayButton", "UIButton");
+    button->setFrame({10, 10, 60, 60});
+    backdrop->addSubview(button);
+    overlay->button = button;
+    overlay->setHidden(false);
+    auto corner = Window::make({300, 700, 90, 100});
+    auto cornerView = std::make_shared<RecordingView>();
+    cornerView->setFrame(corner->bounds());
+    corner->addSubview(cornerView);
+    corner->setHidden(false);
+
+    // The library's hooks see every touch on its way: the application's delivery, then the window's.
+    std::vector<std::string> seen;
+    for (const char* receiver : {"UIApplication", "UIWindow"}) {
+        auto previous = std::make_shared<Implementation>();
+        *previous = Runtime::shared()->replace(
+            receiver, "sendEvent:",
+            [&seen, previous](const std::shared_ptr<RuntimeObject>& self, const std::string& selector,
+                              const Arguments& arguments) {
+                seen.push_back(self->className());
+                return (*previous)(self, selector, arguments);
+            });
+    }
+
+    auto onButton = application->tapAtScreenPoint({40, 40});
+    EXPECT_EQ(onButton->window(), overlay);
+    EXPECT_EQ(onButton->view(), button);
+    EXPECT_EQ(onButton->phase(), TouchPhase::Ended);
+    EXPECT_EQ(button->log, (std::vector<std::string>{"began:1", "ended:1"}));
+    EXPECT_EQ(seen, (std::vector<std::string>{"UIApplication", "TestOverlayWindow", "UIApplication",
+                                              "TestOverlayWindow"}));
+
+    seen.clear();
+    auto onEmptyOverlay = application->tapAtScreenPoint({200, 400});
+    EXPECT_EQ(onEmptyOverlay->window(), appWindow);
+    EXPECT_EQ(onEmptyOverlay->view(), content);
+    EXPECT_EQ(content->log, (std::vector<std::string>{"began:1", "ended:1"}));
+    EXPECT_EQ(seen, (std::vector<std::string>{"UIApplication", "UIWindow", "UIApplication", "UIWindow"}));
+    EXPECT_EQ(button->log.size(), 2u);
+
+    // The small window takes touches inside it, in its own coordinates; outside it they go on down.
+    auto inCorner = Touch::beganOnScreen({310, 720});
+    EXPECT_EQ(inCorner->view(), cornerView);
+    EXPECT_EQ(inCorner->locationInView(nullptr), (Point{10, 20}));
+    inCorner->moveOnScreenTo({320, 750});
+    EXPECT_EQ(inCorner->locationInView(cornerView), (Point{20, 50}));
+    EXPECT_EQ(inCorner->previousLocationInView(nullptr), (Point{10, 20}));
+    EXPECT_EQ(Touch::beganOnScreen({290, 720})->view(), content);
+
+    // Hidden windows and windows scaled to nothing take no touches; nothing at all is under a
+    // point that no visible window covers.
+    overlay->setHidden(true);
+    EXPECT_EQ(Touch::beganOnScreen({40, 40})->view(), content);
+    corner->setTransform(gfx::AffineTransform::makeScale(0, 0));
+    EXPECT_EQ(Touch::beganOnScreen({345, 750})->view(), content);
+    auto outside = Touch::beganOnScreen({-5, -5});
+    EXPECT_EQ(outside->window(), nullptr);
+    EXPECT_EQ(outside->view(), nullptr);
 }
 
 TEST_F(UiEventTest, TouchLocationFollowsTheViewsTransforms) {
