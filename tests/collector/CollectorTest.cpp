@@ -3,7 +3,9 @@
 #include "testing/Collector.h"
 
 #include <curl/curl.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <spawn.h>
 #include <sys/wait.h>
 
 #include <chrono>
@@ -14,6 +16,8 @@
 
 #include "archives/BDXGZIP.h"
 #include "testing/TemporaryDirectory.h"
+
+extern char** environ;
 
 namespace {
 
@@ -453,6 +457,56 @@ TEST(CollectorProcess, WaitingForRequestsEndsWhenTheyArriveOrTheTimeRunsOut) {
     std::thread client([&] { (postJson(collector, "/sessions", "{}")); });
     EXPECT_TRUE(collector.waitForRequests(1, 30));
     client.join();
+}
+
+// Runs a command to its end with its output discarded; its exit status.
+int run(std::vector<std::string> arguments) {
+    std::vector<char*> argv;
+    for (auto& argument : arguments) {
+        argv.push_back(argument.data());
+    }
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    pid_t pid = -1;
+    const int spawned = posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (spawned != 0) {
+        return -1;
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST(CollectorTLS, ASelfSignedCollectorIsTrustedOnlyByAClientGivenItsCertificate) {
+    bdx::testing::TemporaryDirectory scratch;
+    const std::string certificate = (scratch.path() / "cert.pem").string();
+    const std::string key = (scratch.path() / "key.pem").string();
+    ASSERT_EQ(run({"openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1",
+                   "-nodes", "-keyout", key, "-out", certificate, "-days", "2", "-subj", "/CN=127.0.0.1",
+                   "-addext", "subjectAltName=IP:127.0.0.1"}),
+              0);
+    Collector::Options options;
+    options.certificate = certificate;
+    options.privateKey = key;
+    Collector collector(options);
+    EXPECT_EQ(collector.baseURL(), "https://127.0.0.1:" + std::to_string(collector.port()) + "/api/sdk/v3");
+
+    const std::vector<std::string> headers = {"Content-Type: application/json", "Content-Encoding: gzip"};
+    auto refused = perform("POST", collector.baseURL() + "/sessions", gzip(R"({"n":1})"), headers);
+    EXPECT_EQ(refused.result, CURLE_PEER_FAILED_VERIFICATION);
+    auto accepted =
+        perform("POST", collector.baseURL() + "/sessions", gzip(R"({"n":2})"), headers, certificate);
+    ASSERT_EQ(accepted.result, CURLE_OK);
+    EXPECT_EQ(accepted.status, 200);
+
+    // The refused handshake never became a request.
+    auto records = collector.requests();
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0]["json"], Value::parse(R"({"n":2})"));
 }
 
 }  // namespace

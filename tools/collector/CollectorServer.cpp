@@ -5,7 +5,9 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <set>
 
@@ -101,18 +103,34 @@ std::string numbered(int index) {
     return name;
 }
 
+// The server library listens with a backlog of 5, fixed when it was built. The library under test starts any
+// number of requests at once, and connections beyond the backlog would wait out a retransmission (a second)
+// each; listening again on the bound socket widens the backlog.
+template <class Base>
+class WideBacklog : public Base {
+  public:
+    using Base::Base;
+    bool widenBacklog() { return ::listen(this->svr_sock_, SOMAXCONN) == 0; }
+};
+
 }  // namespace
 
 CollectorServer::CollectorServer(CollectorOptions options) : options_(std::move(options)) {
     if (!options_.certificate.empty() && !options_.privateKey.empty()) {
-        server_ =
-            std::make_unique<httplib::SSLServer>(options_.certificate.c_str(), options_.privateKey.c_str());
+        auto server = std::make_unique<WideBacklog<httplib::SSLServer>>(options_.certificate.c_str(),
+                                                                        options_.privateKey.c_str());
+        widenBacklog_ = [raw = server.get()] { return raw->widenBacklog(); };
+        server_ = std::move(server);
     } else {
-        server_ = std::make_unique<httplib::Server>();
+        auto server = std::make_unique<WideBacklog<httplib::Server>>();
+        widenBacklog_ = [raw = server.get()] { return raw->widenBacklog(); };
+        server_ = std::move(server);
     }
     // Enough workers that scripted delays on some requests do not hold up the others.
     server_->new_task_queue = [] { return new httplib::ThreadPool(64); };
     server_->set_keep_alive_max_count(1000);
+    // An answer goes out as several writes; without this each request waits out a delayed acknowledgement.
+    server_->set_tcp_nodelay(true);
     server_->set_pre_routing_handler([](const httplib::Request& request, httplib::Response&) {
         hiddenHeaders.clear();
         // The request object is the server's own, not a constant; only the view handed to hooks is.
@@ -152,6 +170,10 @@ bool CollectorServer::bind(std::string* error) {
     if (port_ <= 0) {
         *error = "cannot listen on 127.0.0.1" +
                  (options_.port ? ":" + std::to_string(options_.port) : std::string());
+        return false;
+    }
+    if (!widenBacklog_()) {
+        *error = std::string("cannot widen the listening backlog: ") + std::strerror(errno);
         return false;
     }
     return true;
