@@ -10,6 +10,8 @@
 #include <cstring>
 #include <fstream>
 #include <set>
+#include <system_error>
+#include <thread>
 
 namespace bdx::collector {
 
@@ -113,6 +115,40 @@ class WideBacklog : public Base {
     bool widenBacklog() { return ::listen(this->svr_sock_, SOMAXCONN) == 0; }
 };
 
+// A thread of its own for every connection. A kept-alive connection holds its thread until the client sends
+// again or the keep-alive time runs out; with a fixed pool, a client that opens many connections at once (the
+// library's transfers all start together) would leave later connections waiting seconds for a free worker.
+class ThreadPerConnection : public httplib::TaskQueue {
+  public:
+    void enqueue(std::function<void()> job) override {
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            ++running_;
+        }
+        auto run = [this, job = std::move(job)] {
+            job();
+            std::lock_guard<std::mutex> lock(mutex_);
+            --running_;
+            finished_.notify_all();
+        };
+        try {
+            std::thread(run).detach();
+        } catch (const std::system_error&) {
+            run();  // no thread to be had: serve it on the accepting thread rather than not at all
+        }
+    }
+
+    void shutdown() override {
+        std::unique_lock<std::mutex> lock(mutex_);
+        finished_.wait(lock, [this] { return running_ == 0; });
+    }
+
+  private:
+    std::mutex mutex_;
+    std::condition_variable finished_;
+    size_t running_ = 0;
+};
+
 }  // namespace
 
 CollectorServer::CollectorServer(CollectorOptions options) : options_(std::move(options)) {
@@ -126,8 +162,7 @@ CollectorServer::CollectorServer(CollectorOptions options) : options_(std::move(
         widenBacklog_ = [raw = server.get()] { return raw->widenBacklog(); };
         server_ = std::move(server);
     }
-    // Enough workers that scripted delays on some requests do not hold up the others.
-    server_->new_task_queue = [] { return new httplib::ThreadPool(64); };
+    server_->new_task_queue = [] { return new ThreadPerConnection; };
     server_->set_keep_alive_max_count(1000);
     // An answer goes out as several writes; without this each request waits out a delayed acknowledgement.
     server_->set_tcp_nodelay(true);
