@@ -316,6 +316,25 @@ TEST(CollectorScript, ScriptedHeadersReachTheClient) {
     EXPECT_NE(headers.find("X-Note: on\r\n"), std::string::npos) << headers;
 }
 
+TEST(CollectorScript, NoContentAnswersLeaveTheConnectionFitForTheNextRequest) {
+    Collector collector;
+    collector.script("/api/sdk/v3/sessions", Value::parse(R"([{"status": 204, "body": "not sent"}])"));
+    CURL* curl = curl_easy_init();
+    Exchange first, second;
+    curl_easy_setopt(curl, CURLOPT_URL, (collector.baseURL() + "/sessions").c_str());
+    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, collectPiece);
+    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &first);
+    ASSERT_EQ(curl_easy_perform(curl), CURLE_OK);
+    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &second);
+    ASSERT_EQ(curl_easy_perform(curl), CURLE_OK);
+    long newConnections = -1;
+    curl_easy_getinfo(curl, CURLINFO_NUM_CONNECTS, &newConnections);
+    curl_easy_cleanup(curl);
+    EXPECT_EQ(first.body, "");
+    EXPECT_EQ(newConnections, 0);  // the second request went over the first one's connection
+    EXPECT_EQ(second.body, "{}");
+}
+
 TEST(CollectorScript, ADroppedConnectionGivesNoAnswerAtAll) {
     Collector collector;
     collector.script("/api/sdk/v3/sessions", Value::parse(R"([{"drop": true}])"));

@@ -39,6 +39,10 @@ bool startsWith(const std::string& text, const std::string& prefix) {
     return text.compare(0, prefix.size(), prefix) == 0;
 }
 
+bool carriesBody(int status) {
+    return status >= 200 && status != 204 && status != 304;
+}
+
 bool isServedPath(const std::string& path) {
     return path == "/api/sdk/v3" || startsWith(path, "/api/sdk/v3/") || path == "/api/sdk/latest_version";
 }
@@ -456,7 +460,12 @@ void CollectorServer::handleService(const httplib::Request& request, httplib::Re
             answer = answerFor(request.method, request.path);
         }
     }
-    if (!answer.body && answer.chunks.empty()) {
+    if (!carriesBody(answer.status)) {
+        // These statuses never carry a body; bytes after one would be read as the next answer on the
+        // connection.
+        answer.body = "";
+        answer.chunks.clear();
+    } else if (!answer.body && answer.chunks.empty()) {
         answer.body =
             isReportPath(request.method, request.path) ? dump({{"id", std::to_string(index)}}) : "{}";
     }
@@ -493,6 +502,9 @@ void CollectorServer::handleService(const httplib::Request& request, httplib::Re
         } else {
             response.set_header(name, value);
         }
+    }
+    if (!carriesBody(answer.status)) {
+        return;
     }
     if (answer.chunks.empty()) {
         response.set_content(*answer.body, contentType);
