@@ -470,6 +470,21 @@ TEST(CollectorProcess, PrintsOneLinePerRequestAndStopsCleanlyWhileAnAnswerIsHeld
     EXPECT_NE(held.result, CURLE_OK);
 }
 
+TEST(CollectorProcess, ACollectorThatCannotServeRefusesToStart) {
+    Collector first;
+    Collector::Options samePort;
+    samePort.port = first.port();
+    EXPECT_THROW(Collector{samePort}, std::runtime_error);
+
+    Collector::Options missingCertificate;
+    missingCertificate.certificate = "/nonexistent/cert.pem";
+    missingCertificate.privateKey = "/nonexistent/key.pem";
+    EXPECT_THROW(Collector{missingCertificate}, std::runtime_error);
+
+    // The first one is untouched by the attempts.
+    EXPECT_EQ(postJson(first, "/sessions", "{}").status, 200);
+}
+
 TEST(CollectorProcess, WaitingForRequestsEndsWhenTheyArriveOrTheTimeRunsOut) {
     Collector collector;
     EXPECT_FALSE(collector.waitForRequests(1, 0.2));

@@ -170,6 +170,12 @@ CollectorServer::CollectorServer(CollectorOptions options) : options_(std::move(
     server_->set_keep_alive_max_count(1000);
     // An answer goes out as several writes; without this each request waits out a delayed acknowledgement.
     server_->set_tcp_nodelay(true);
+    // The server library would also share the port with any other process (SO_REUSEPORT), so that a second
+    // collector on a port in use would start and take half of the first one's connections.
+    server_->set_socket_options([](int socket) {
+        int on = 1;
+        ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    });
     server_->set_pre_routing_handler([](const httplib::Request& request, httplib::Response&) {
         hiddenHeaders.clear();
         // The request object is the server's own, not a constant; only the view handed to hooks is.
