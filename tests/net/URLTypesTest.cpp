@@ -133,10 +133,11 @@ TEST(URLSessionConfigurationTest, DefaultsAndTheBackgroundIdentifier) {
 }
 
 TEST(URLSessionConfigurationTest, AuthorityFileComesFromTheConfigurationThenTheProcessThenTheEnvironment) {
-    // The environment is read on first use only, so it is checked in a child of its own.
+    // The environment is changed in a child of its own, away from the threads of this process.
     const pid_t child = ::fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
+        URLSessionConfiguration::setDefaultTrustedCertificateAuthorityFile("");
         ::setenv("BRINDLEX_CA_FILE", "/env/ca.pem", 1);
         const bool ok = URLSessionConfiguration::defaultSessionConfiguration()
                             .effectiveTrustedCertificateAuthorityFile() == "/env/ca.pem";
