@@ -133,6 +133,8 @@ TEST_F(URLSessionTransferTest, GetCarriesQueryAndHeadersAndGivesStatusFieldsAndB
     EXPECT_EQ(response->statusCode(), 200);
     EXPECT_EQ(response->valueForHTTPHeaderField("x-reply"), "r");
     EXPECT_EQ(delegate->chunkText(1), "{\"ok\":true}");
+    EXPECT_EQ(delegate->responses[1], completion.response)
+        << "didReceiveResponse did not hand over the response";
 
     const Value requests = collector->requests();
     ASSERT_EQ(requests.size(), 1u);
