@@ -115,7 +115,6 @@ struct TransferEngine::Transfer {
     std::size_t memoryOffset = 0;
     int fd = -1;
     std::int64_t bodySize = 0;
-    std::int64_t bytesSent = 0;
     std::int64_t reportedSent = 0;
     bool readFailed = false;
 
@@ -137,11 +136,11 @@ struct TransferEngine::Transfer {
     curl_off_t lastUploaded = 0;
 
     ~Transfer() {
-        if (headers) {
-            curl_slist_free_all(headers);
-        }
         if (easy) {
             curl_easy_cleanup(easy);
+        }
+        if (headers) {
+            curl_slist_free_all(headers);
         }
         if (fd >= 0) {
             ::close(fd);
@@ -331,7 +330,6 @@ size_t TransferEngine::Impl::onRead(char* buffer, size_t size, size_t count, voi
         }
         produced = static_cast<size_t>(got);
     }
-    transfer.bytesSent += static_cast<std::int64_t>(produced);
     return produced;
 }
 
