@@ -294,6 +294,31 @@ TEST_F(URLSessionTransferTest, AnAnswerLaterThanTheTimeoutFailsWithATimeout) {
     }
 }
 
+TEST_F(URLSessionTransferTest, WaitingForAFreeConnectionDoesNotCountAsIdle) {
+    // Every connection the host allows is held by a slow answer; the next task waits its turn for
+    // longer than its own timeout, and then goes through.
+    const int limit = URLSessionConfiguration::DefaultHTTPMaximumConnectionsPerHost;
+    Value slow = Value::array();
+    for (int i = 0; i < limit; ++i) {
+        slow.push_back({{"status", 200}, {"body", "{}"}, {"delay_ms", 2500}});
+    }
+    collector->script("/api/sdk/v3/slow", slow);
+    for (int i = 0; i < limit; ++i) {
+        session->dataTaskWithRequest(URLRequest(collector->baseURL() + "/slow"))->resume();
+    }
+    ASSERT_TRUE(collector->waitForRequests(limit));
+    URLRequest waiting(collector->baseURL() + "/fast");
+    waiting.setTimeoutInterval(1.0);
+    auto task = session->dataTaskWithRequest(waiting);
+    task->resume();
+    ASSERT_TRUE(delegate->waitForCompletions(limit + 1));
+    std::lock_guard lock(delegate->mutex);
+    for (const auto& completion : delegate->completions) {
+        EXPECT_FALSE(completion.error)
+            << "task " << completion.task << ": " << completion.error->description();
+    }
+}
+
 TEST_F(URLSessionTransferTest, CancelStopsARunningTransferFromAnyThread) {
     collector->script("/api/sdk/v3/sessions",
                       Value::array({{{"status", 200}, {"body", "{}"}, {"delay_ms", 10000}}}));
