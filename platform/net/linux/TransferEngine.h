@@ -9,7 +9,7 @@
 namespace bdx::net {
 class URLSession;
 class URLSessionTask;
-}
+}  // namespace bdx::net
 
 namespace bdx::net::detail {
 
