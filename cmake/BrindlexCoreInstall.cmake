@@ -70,6 +70,7 @@ bdx_package_dependency(PRIVATE TARGETS JPEG::JPEG FIND JPEG PKG_CONFIG libjpeg)
 bdx_package_dependency(PRIVATE TARGETS ICU::i18n ICU::uc FIND ICU 60 COMPONENTS uc i18n
                        PKG_CONFIG icu-uc icu-i18n)
 bdx_package_dependency(PRIVATE TARGETS PkgConfig::CAIRO PKG_CHECK CAIRO PKG_CONFIG cairo)
+bdx_package_dependency(PRIVATE TARGETS CURL::libcurl FIND CURL 7.85 PKG_CONFIG libcurl)
 
 # ---------------------------------------------------------------------------------------------------
 # The library: a shared build carries the ABI generation in its SONAME (libBrindlexCore.so.1).
