@@ -21,6 +21,8 @@ set(BDX_PUBLIC_HEADERS
     foundation/RunLoop.h foundation/DispatchQueue.h foundation/Sandbox.h foundation/Clock.h
     foundation/Console.h foundation/NotificationCenter.h foundation/Error.h foundation/Value.h
     foundation/Data.h foundation/Date.h foundation/Object.h
+    # key-value observation: how a host follows the application's network activity indicator
+    foundation/KeyValueObservable.h
     # The host seam: identity, reachability, the services linked in, and the drawing types of the
     # UI model
     platform/Services.h platform/host/Info.h platform/net/Reachability.h
@@ -70,7 +72,9 @@ bdx_package_dependency(PRIVATE TARGETS JPEG::JPEG FIND JPEG PKG_CONFIG libjpeg)
 bdx_package_dependency(PRIVATE TARGETS ICU::i18n ICU::uc FIND ICU 60 COMPONENTS uc i18n
                        PKG_CONFIG icu-uc icu-i18n)
 bdx_package_dependency(PRIVATE TARGETS PkgConfig::CAIRO PKG_CHECK CAIRO PKG_CONFIG cairo)
-bdx_package_dependency(PRIVATE TARGETS CURL::libcurl FIND CURL 7.85 PKG_CONFIG libcurl)
+# libcurl by its flag, not its module: Debian ships only the shared libcurl, and its module's static
+# requirements name archives (nghttp2, rtmp, ssh2, psl) that no development package installs.
+bdx_package_dependency(PRIVATE TARGETS CURL::libcurl FIND CURL 7.85 LIBS -lcurl)
 
 # ---------------------------------------------------------------------------------------------------
 # The library: a shared build carries the ABI generation in its SONAME (libBrindlexCore.so.1).
