@@ -4,8 +4,8 @@
 
 #include <atomic>
 #include <chrono>
-#include <future>
 #include <thread>
+#include <unordered_map>
 
 #include "foundation/ConcurrencyLog.h"
 #include "foundation/ThreadIdentity.h"
@@ -20,7 +20,9 @@ std::atomic<std::uint64_t> mainThreadToken{0};
 struct EmbeddedMainThread {
     std::mutex mutex;
     std::thread thread;
+    std::condition_variable boundCondition;
     bool running = false;
+    bool bound = false;
     std::uint64_t previousToken = 0;
 };
 
@@ -31,6 +33,10 @@ EmbeddedMainThread& embedded() {
 
 thread_local std::shared_ptr<RunLoop> threadRunLoop;
 thread_local std::uint64_t threadRunLoopOwner = 0;
+
+// The wake-ups each thread has seen in waitForBlocks, per loop: a wake-up is news to every waiter, and
+// one waiter seeing it takes nothing from another.
+thread_local std::unordered_map<const RunLoop*, std::uint64_t> wakeUpsSeen;
 
 }  // namespace
 
@@ -137,15 +143,16 @@ std::size_t RunLoop::runUntilIdle() {
     }
     std::size_t count = 0;
     std::unique_lock<std::mutex> lock(mutex_);
-    wakeRequested_ = false;
+    runnerSeenWakeUps_ = wakeUps_;
     while (!pending_.empty()) {
         count += runBatch(lock);
     }
     return count;
 }
 
-void RunLoop::waitForBlocksOrWakeUp(std::unique_lock<std::mutex>& lock, double timeoutSeconds) {
-    auto ready = [this] { return !pending_.empty() || wakeRequested_; };
+void RunLoop::waitForBlocksOrWakeUp(std::unique_lock<std::mutex>& lock, double timeoutSeconds,
+                                    std::uint64_t& seenWakeUps) {
+    auto ready = [&] { return !pending_.empty() || wakeUps_ != seenWakeUps; };
     if (!ready()) {
         ++waiters_;
         WorkerPool::BlockingScope blocking;
@@ -156,7 +163,7 @@ void RunLoop::waitForBlocksOrWakeUp(std::unique_lock<std::mutex>& lock, double t
         }
         --waiters_;
     }
-    wakeRequested_ = false;
+    seenWakeUps = wakeUps_;
 }
 
 bool RunLoop::runOnce(double timeoutSeconds) {
@@ -164,7 +171,7 @@ bool RunLoop::runOnce(double timeoutSeconds) {
         return false;
     }
     std::unique_lock<std::mutex> lock(mutex_);
-    waitForBlocksOrWakeUp(lock, timeoutSeconds);
+    waitForBlocksOrWakeUp(lock, timeoutSeconds, runnerSeenWakeUps_);
     if (pending_.empty()) {
         return false;
     }
@@ -196,13 +203,13 @@ void RunLoop::stop() {
 
 void RunLoop::wakeUp() {
     std::lock_guard<std::mutex> lock(mutex_);
-    wakeRequested_ = true;
+    ++wakeUps_;
     condition_.notify_all();
 }
 
 bool RunLoop::waitForBlocks(double timeoutSeconds) {
     std::unique_lock<std::mutex> lock(mutex_);
-    waitForBlocksOrWakeUp(lock, timeoutSeconds);
+    waitForBlocksOrWakeUp(lock, timeoutSeconds, wakeUpsSeen[this]);
     return !pending_.empty();
 }
 
@@ -257,20 +264,25 @@ void RunLoop::discardPendingBlocks() {
 
 void RunLoop::startEmbeddedMainThread() {
     EmbeddedMainThread& state = embedded();
-    std::lock_guard<std::mutex> lock(state.mutex);
+    std::unique_lock<std::mutex> lock(state.mutex);
     if (state.running) {
         return;
     }
     state.previousToken = mainThreadToken.load();
-    std::promise<void> bound;
-    auto boundFuture = bound.get_future();
-    state.thread = std::thread([&bound] {
+    state.bound = false;
+    // The hand-shake lives in the state, which is never destroyed: nothing on this stack is left for
+    // the new thread to touch once it said it is the main thread.
+    state.thread = std::thread([&state] {
         pthread_setname_np(pthread_self(), "bdx.main");
         mainThreadToken.store(ThreadIdentity::token(), std::memory_order_release);
-        bound.set_value();
+        {
+            std::lock_guard<std::mutex> bound(state.mutex);
+            state.bound = true;
+        }
+        state.boundCondition.notify_all();
         RunLoop::main().run();
     });
-    boundFuture.wait();
+    state.boundCondition.wait(lock, [&state] { return state.bound; });
     state.running = true;
 }
 
