@@ -89,7 +89,8 @@ void RunLoop::enqueue(detail::DispatchItem item) {
         condition_.notify_all();
     }
     if (handler && *handler) {
-        (*handler)();
+        // Host code, called on whatever thread submitted (the timer thread, a worker).
+        ConcurrencyLog::runGuarded("the host's wake-up handler", *handler);
     }
 }
 

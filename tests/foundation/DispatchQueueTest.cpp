@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <future>
 #include <stdexcept>
 #include <thread>
@@ -13,6 +14,7 @@
 #include "foundation/DispatchSemaphore.h"
 #include "foundation/RunLoop.h"
 #include "foundation/WorkerPool.h"
+#include "testing/ConsoleCapture.h"
 #include "testing/DispatchTesting.h"
 
 namespace {
@@ -103,6 +105,62 @@ TEST_F(SerialQueueTest, AnExceptionEscapingABlockIsLoggedAndTheQueueGoesOn) {
     EXPECT_TRUE(ranAfter);
     EXPECT_NE(log.find("com.bdx.test.throwing"), std::string::npos) << log;
     EXPECT_NE(log.find("disk on fire"), std::string::npos) << log;
+}
+
+// Code the library calls at its edges may throw; the thread it runs on (the host's, the timer
+// thread, a worker) goes on, and a fault line says what happened.
+TEST_F(SerialQueueTest, AnExceptionFromTheHostsHandlerOrAnIdleCallbackIsLoggedAndTheThreadGoesOn) {
+    auto queue = DispatchQueue::create("com.bdx.test.edges");
+    const struct {
+        const char* edge;
+        // Makes the library call `throwing` on one of its threads.
+        std::function<void(std::function<void()> throwing)> provoke;
+        const char* logged;
+    } edges[] = {
+        {"the wake-up handler, on a thread that submits to the main queue",
+         [](std::function<void()> throwing) {
+             bdx::RunLoop::main().setWakeUpHandler(std::move(throwing));
+             std::thread([] { DispatchQueue::main()->async([] {}); }).join();
+         },
+         "wake-up handler"},
+        {"the wake-up handler, on the timer thread",
+         [](std::function<void()> throwing) {
+             bdx::RunLoop::main().setWakeUpHandler(std::move(throwing));
+             DispatchQueue::main()->after(0.001, [] {});
+         },
+         "wake-up handler"},
+        {"an idle callback, on the worker that ran the last block",
+         [&queue](std::function<void()> throwing) {
+             std::promise<void> gate;
+             queue->async([opened = gate.get_future().share()] { opened.wait(); });
+             bdx::WorkerPool::shared().notifyWhenIdle(std::move(throwing));
+             gate.set_value();
+         },
+         "idle callback"},
+    };
+    for (const auto& edge : edges) {
+        SCOPED_TRACE(edge.edge);
+        bdx::testing::ConsoleCapture console;
+        auto called = std::make_shared<std::promise<void>>();
+        auto calledFuture = called->get_future();
+        auto once = std::make_shared<std::atomic<bool>>(false);
+        edge.provoke([called, once] {
+            if (!once->exchange(true)) {
+                called->set_value();
+            }
+            throw std::runtime_error("host code failed");
+        });
+        ASSERT_TRUE(arrives(calledFuture));
+        bdx::testing::waitUntilIdle();
+        bdx::RunLoop::main().setWakeUpHandler(nullptr);
+        // The timer thread and the workers still serve their queues.
+        std::promise<void> later;
+        auto laterFuture = later.get_future();
+        queue->after(0.001, [&] { later.set_value(); });
+        ASSERT_TRUE(arrives(laterFuture));
+        EXPECT_TRUE(console.contains(bdx::Console::Channel::Fault, edge.logged));
+        EXPECT_TRUE(console.contains(bdx::Console::Channel::Fault, "host code failed"));
+    }
 }
 
 TEST_F(SerialQueueTest, WorkersBlockedOnSemaphoresDoNotStarveTheWorkTheyWaitFor) {
