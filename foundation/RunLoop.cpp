@@ -20,8 +20,10 @@ std::atomic<std::uint64_t> mainThreadToken{0};
 struct EmbeddedMainThread {
     std::mutex mutex;
     std::thread thread;
-    std::condition_variable boundCondition;
     bool running = false;
+    // The start-up hand-shake: the new thread says it became the main thread.
+    std::mutex boundMutex;
+    std::condition_variable boundCondition;
     bool bound = false;
     std::uint64_t previousToken = 0;
 };
@@ -265,25 +267,29 @@ void RunLoop::discardPendingBlocks() {
 
 void RunLoop::startEmbeddedMainThread() {
     EmbeddedMainThread& state = embedded();
-    std::unique_lock<std::mutex> lock(state.mutex);
+    std::lock_guard<std::mutex> lock(state.mutex);
     if (state.running) {
         return;
     }
     state.previousToken = mainThreadToken.load();
-    state.bound = false;
+    {
+        std::lock_guard<std::mutex> bound(state.boundMutex);
+        state.bound = false;
+    }
     // The hand-shake lives in the state, which is never destroyed: nothing on this stack is left for
     // the new thread to touch once it said it is the main thread.
     state.thread = std::thread([&state] {
         pthread_setname_np(pthread_self(), "bdx.main");
         mainThreadToken.store(ThreadIdentity::token(), std::memory_order_release);
         {
-            std::lock_guard<std::mutex> bound(state.mutex);
+            std::lock_guard<std::mutex> bound(state.boundMutex);
             state.bound = true;
         }
         state.boundCondition.notify_all();
         RunLoop::main().run();
     });
-    state.boundCondition.wait(lock, [&state] { return state.bound; });
+    std::unique_lock<std::mutex> bound(state.boundMutex);
+    state.boundCondition.wait(bound, [&state] { return state.bound; });
     state.running = true;
 }
 
