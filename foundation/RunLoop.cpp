@@ -286,7 +286,7 @@ void RunLoop::startEmbeddedMainThread() {
             state.bound = true;
         }
         state.boundCondition.notify_all();
-        RunLoop::main().run();
+        ConcurrencyLog::runGuarded("the embedded main thread", [] { RunLoop::main().run(); });
     });
     std::unique_lock<std::mutex> bound(state.boundMutex);
     state.boundCondition.wait(bound, [&state] { return state.bound; });
