@@ -11,6 +11,7 @@
 #include "foundation/AtomicFile.h"
 #include "foundation/Console.h"
 #include "foundation/Sandbox.h"
+#include "foundation/Singleton.h"
 #include "foundation/SingletonReset.h"
 #include "foundation/TaggedValue.h"
 
@@ -27,8 +28,7 @@ struct StandardState {
 };
 
 StandardState& standardState() {
-    static StandardState* s = new StandardState;
-    return *s;
+    return neverDestroyed<StandardState>();
 }
 
 // The platform's reading of a text as a boolean: after blanks, a sign and zeros, "Y", "y", "T", "t" or a

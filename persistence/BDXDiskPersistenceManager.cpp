@@ -14,9 +14,8 @@
 #include "Logging/BDXSDKDebugInfoLogger.h"
 #include "foundation/Date.h"
 #include "foundation/DateFormatter.h"
-#include "foundation/Once.h"
 #include "foundation/Sandbox.h"
-#include "foundation/SingletonReset.h"
+#include "foundation/Singleton.h"
 #include "foundation/StringWithFormat.h"
 #include "foundation/UserDefaults.h"
 #include "persistence/BDXDiskIOManager.h"
@@ -27,14 +26,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-bdx::Once gInstanceOnce;
-std::shared_ptr<BDXDiskPersistenceManager> gInstance;
-
-void resetInstance() {
-    gInstance.reset();
-    gInstanceOnce.reset();
-}
 
 bool exists(const std::string& path) {
     std::error_code ec;
@@ -62,11 +53,12 @@ bdx::Data bytesOf(const std::string& text) {
 }  // namespace
 
 std::shared_ptr<BDXDiskPersistenceManager> BDXDiskPersistenceManager::getInstance() {
-    gInstanceOnce.call([] {
-        gInstance = std::shared_ptr<BDXDiskPersistenceManager>(new BDXDiskPersistenceManager());
-        bdx::registerSingletonReset(resetInstance);
-    });
-    return gInstance;
+    return bdx::Singleton<BDXDiskPersistenceManager>::holder().get(
+        [] { return std::shared_ptr<BDXDiskPersistenceManager>(new BDXDiskPersistenceManager()); });
+}
+
+void BDXDiskPersistenceManager::destroy() {
+    bdx::Singleton<BDXDiskPersistenceManager>::holder().destroy();
 }
 
 BDXDiskPersistenceManager::BDXDiskPersistenceManager() {

@@ -30,6 +30,7 @@ class BDXDiskPersistenceManager {
     // The first call empties the temporary directory (what a previous run left there) and makes the
     // temporary and cache directories.
     static std::shared_ptr<BDXDiskPersistenceManager> getInstance();
+    static void destroy();
 
     // The two directories as they were made at start. Once cleared, they point at nothing (and writes
     // into them fail) until getCacheDirectory / getTempDirectory makes them again.

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <any>
 
-#include "foundation/SingletonReset.h"
+#include "foundation/Singleton.h"
 #include "platform/PlatformLog.h"
 #include "platform/ui/Event.h"
 #include "platform/ui/Notifications.h"
@@ -14,26 +14,12 @@
 
 namespace bdx::ui {
 
-namespace {
-
-std::shared_ptr<Application>& applicationInstance() {
-    static std::shared_ptr<Application> application;
-    return application;
-}
-
-}  // namespace
-
 std::shared_ptr<Application> Application::sharedApplication() {
-    auto& application = applicationInstance();
-    if (!application) {
-        application = std::make_shared<Application>();
-        registerSingletonReset(&Application::reset);
-    }
-    return application;
+    return Singleton<Application>::holder().get();
 }
 
-void Application::reset() {
-    applicationInstance().reset();
+void Application::destroy() {
+    Singleton<Application>::holder().destroy();
 }
 
 Application::Application() : Responder("UIApplication", "UIApplication") {}

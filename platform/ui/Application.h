@@ -40,7 +40,7 @@ class Application : public Responder {
   public:
     static std::shared_ptr<Application> sharedApplication();
     // Drops the shared instance (tests).
-    static void reset();
+    static void destroy();
 
     Application();
 
