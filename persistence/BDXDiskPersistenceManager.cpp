@@ -14,6 +14,7 @@
 #include "Logging/BDXSDKDebugInfoLogger.h"
 #include "foundation/Date.h"
 #include "foundation/DateFormatter.h"
+#include "foundation/FileURL.h"
 #include "foundation/Sandbox.h"
 #include "foundation/Singleton.h"
 #include "foundation/StringWithFormat.h"
@@ -39,11 +40,6 @@ std::string lastPathComponent(std::string path) {
     }
     const auto slash = path.rfind('/');
     return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
-std::string pathOfURL(const std::string& url) {
-    constexpr std::string_view scheme = "file://";
-    return url.rfind(scheme, 0) == 0 ? url.substr(scheme.size()) : url;
 }
 
 bdx::Data bytesOf(const std::string& text) {
@@ -260,7 +256,11 @@ std::optional<std::string> BDXDiskPersistenceManager::persistDuplicateOfFileAtPa
 }
 
 std::string BDXDiskPersistenceManager::moveFileToCacheWithURL(const std::string& url) {
-    const std::string source = pathOfURL(url);
+    const auto path = bdx::pathOfFileURL(url);
+    if (!path) {
+        return url;
+    }
+    const std::string& source = *path;
     if (!exists(source)) {
         return source;
     }
