@@ -19,6 +19,7 @@
 #include "foundation/DispatchQueue.h"
 #include "foundation/NumericCompare.h"
 #include "foundation/RunLoop.h"
+#include "foundation/Singleton.h"
 #include "foundation/SingletonReset.h"
 #include "foundation/StringWithFormat.h"
 #include "foundation/UserDefaults.h"
@@ -166,16 +167,19 @@ bool BDXInspector::isDebuggerAttatchedToConsole() {
     }
     // Every diagnostic line asks, so the answer is kept for a second: a debugger that attaches is seen
     // within that time.
-    static std::mutex mutex;
-    static double askedAt = -1;
-    static bool attached = false;
+    struct LastAnswer {
+        std::mutex mutex;
+        double askedAt = -1;
+        bool attached = false;
+    };
+    auto& last = bdx::neverDestroyed<LastAnswer>();
     const double now = bdx::Clock::current()->monotonicNow();
-    std::lock_guard<std::mutex> guard(mutex);
-    if (askedAt < 0 || now - askedAt >= 1.0 || now < askedAt) {
-        attached = isTracedBySystem();
-        askedAt = now;
+    std::lock_guard<std::mutex> guard(last.mutex);
+    if (last.askedAt < 0 || now - last.askedAt >= 1.0 || now < last.askedAt) {
+        last.attached = isTracedBySystem();
+        last.askedAt = now;
     }
-    return attached;
+    return last.attached;
 }
 
 void BDXInspector::overrideDebuggerAttached(std::optional<bool> attached) {

@@ -5,6 +5,7 @@
 
 #include "Logging/BDXInspector.h"
 #include "foundation/Console.h"
+#include "foundation/Singleton.h"
 #include "foundation/SingletonReset.h"
 
 namespace {
@@ -15,8 +16,7 @@ std::atomic<std::int64_t>& levelInForce() {
 }
 
 std::recursive_mutex& printLock() {
-    static std::recursive_mutex lock;
-    return lock;
+    return bdx::neverDestroyed<std::recursive_mutex, BDXSDKDebugInfoLogger>();
 }
 
 }  // namespace

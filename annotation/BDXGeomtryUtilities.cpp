@@ -7,6 +7,7 @@
 
 #include "annotation/BDXMathUtilities.h"
 #include "annotation/BDXRecognizedShape.h"
+#include "foundation/Singleton.h"
 
 using bdx::gfx::AffineTransform;
 using bdx::gfx::Path;
@@ -52,8 +53,7 @@ bool isLandscape(long orientation) {
 }  // namespace
 
 std::recursive_mutex& BDXGeomtryUtilities::lock() {
-    static std::recursive_mutex* sharedLock = new std::recursive_mutex();
-    return *sharedLock;
+    return bdx::neverDestroyed<std::recursive_mutex, BDXGeomtryUtilities>();
 }
 
 double BDXGeomtryUtilities::degreeToRadian(double degrees) {

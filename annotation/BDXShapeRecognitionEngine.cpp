@@ -6,6 +6,7 @@
 
 #include "annotation/BDXGeomtryUtilities.h"
 #include "annotation/BDXMathUtilities.h"
+#include "foundation/Singleton.h"
 #include "platform/gfx/ImageContext.h"
 
 using bdx::gfx::Color;
@@ -135,8 +136,7 @@ struct TemplateRasters {
 };
 
 TemplateRasters& templateRastersOf(int shape) {
-    static std::array<TemplateRasters, 4>* all = new std::array<TemplateRasters, 4>();
-    return (*all)[shape];
+    return bdx::neverDestroyed<std::array<TemplateRasters, 4>>()[shape];
 }
 
 // Whether a 32-bit truncation of the value is defined.
@@ -149,8 +149,7 @@ bool fitsInt32(double value) {
 BDXShapeRecognitionEngine::BDXShapeRecognitionEngine(MatchingMethod method) : method_(method) {}
 
 std::recursive_mutex& BDXShapeRecognitionEngine::lock() {
-    static std::recursive_mutex* sharedLock = new std::recursive_mutex();
-    return *sharedLock;
+    return bdx::neverDestroyed<std::recursive_mutex, BDXShapeRecognitionEngine>();
 }
 
 void BDXShapeRecognitionEngine::initContext() {

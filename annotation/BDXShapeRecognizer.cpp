@@ -3,17 +3,16 @@
 #include <utility>
 
 #include "foundation/DispatchQueue.h"
+#include "foundation/Singleton.h"
 
 namespace {
 
 std::mutex& queueMutex() {
-    static std::mutex* mutex = new std::mutex();
-    return *mutex;
+    return bdx::neverDestroyed<std::mutex, struct RecognitionQueueTag>();
 }
 
 std::shared_ptr<bdx::DispatchQueue>& sharedQueue() {
-    static auto* queue = new std::shared_ptr<bdx::DispatchQueue>();
-    return *queue;
+    return bdx::neverDestroyed<std::shared_ptr<bdx::DispatchQueue>, struct RecognitionQueueTag>();
 }
 
 }  // namespace

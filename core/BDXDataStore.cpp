@@ -17,8 +17,7 @@
 namespace {
 
 BDXSingleton<BDXDataStore>& singleton() {
-    static BDXSingleton<BDXDataStore> instance;
-    return instance;
+    return BDXSingleton<BDXDataStore>::holder();
 }
 
 constexpr std::int64_t kLargestAttachmentSize = 5242880;

@@ -20,8 +20,7 @@
 namespace {
 
 BDXSingleton<BDXDefaults>& singleton() {
-    static BDXSingleton<BDXDefaults> instance;
-    return instance;
+    return BDXSingleton<BDXDefaults>::holder();
 }
 
 std::shared_ptr<bdx::UserDefaults> store() {

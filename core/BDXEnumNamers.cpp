@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "core/BDXTypedText.h"
+#include "foundation/FileURL.h"
 
 namespace {
 
@@ -14,54 +15,6 @@ std::string nameIn(const std::array<std::string_view, N>& names, std::int64_t va
         return {};
     }
     return std::string(names[static_cast<std::size_t>(value)]);
-}
-
-int hexDigit(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    if (c >= 'a' && c <= 'f') {
-        return c - 'a' + 10;
-    }
-    if (c >= 'A' && c <= 'F') {
-        return c - 'A' + 10;
-    }
-    return -1;
-}
-
-std::string percentDecoded(std::string_view text) {
-    std::string decoded;
-    decoded.reserve(text.size());
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '%' && i + 2 < text.size()) {
-            const int high = hexDigit(text[i + 1]);
-            const int low = hexDigit(text[i + 2]);
-            if (high >= 0 && low >= 0) {
-                decoded += static_cast<char>(high * 16 + low);
-                i += 2;
-                continue;
-            }
-        }
-        decoded += text[i];
-    }
-    return decoded;
-}
-
-// The path component of a URL: behind the scheme and authority, before the query and fragment. A text
-// without a scheme is taken as a path already.
-std::string urlPath(std::string_view url) {
-    const auto schemeEnd = url.find("://");
-    const auto firstDelimiter = url.find_first_of("/?#");
-    if (schemeEnd != std::string_view::npos && schemeEnd < firstDelimiter) {
-        url.remove_prefix(schemeEnd + 3);
-        const auto authorityEnd = url.find_first_of("/?#");
-        url.remove_prefix(authorityEnd == std::string_view::npos ? url.size() : authorityEnd);
-    }
-    const auto pathEnd = url.find_first_of("?#");
-    if (pathEnd != std::string_view::npos) {
-        url = url.substr(0, pathEnd);
-    }
-    return percentDecoded(url);
 }
 
 }  // namespace
@@ -95,7 +48,7 @@ std::string NSStringFromNSError(const bdx::Error* error) {
 }
 
 std::string NSStringFromNSURL(const std::optional<std::string>& url) {
-    return bdx_ofType(url ? urlPath(*url) : "(null)", "NSURL");
+    return bdx_ofType(url ? bdx::pathOfURL(*url) : "(null)", "NSURL");
 }
 
 std::string NSStringFromNSPredicate(const std::optional<std::string>& predicateFormat) {

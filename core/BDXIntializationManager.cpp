@@ -5,8 +5,7 @@
 
 namespace {
 BDXSingleton<BDXIntializationManager>& singleton() {
-    static BDXSingleton<BDXIntializationManager> instance;
-    return instance;
+    return BDXSingleton<BDXIntializationManager>::holder();
 }
 }  // namespace
 

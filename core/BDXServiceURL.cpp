@@ -45,7 +45,11 @@ std::string hostOfAuthority(std::string_view authority) {
 }  // namespace
 
 std::string BDXServiceURL::defaultBaseURL() {
-    return std::string("https://") + kDefaultHost + kBasePath;
+    // Appended in place: gcc 12 warns of a false overflow on a chain of string temporaries here.
+    std::string url = "https://";
+    url += kDefaultHost;
+    url += kBasePath;
+    return url;
 }
 
 std::optional<std::string> BDXServiceURL::normalizedBaseURL(std::string_view text) {

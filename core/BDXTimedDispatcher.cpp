@@ -6,8 +6,7 @@
 
 namespace {
 BDXSingleton<BDXTimedDispatcher>& singleton() {
-    static BDXSingleton<BDXTimedDispatcher> instance;
-    return instance;
+    return BDXSingleton<BDXTimedDispatcher>::holder();
 }
 }  // namespace
 

@@ -7,6 +7,7 @@
 #include <shared_mutex>
 
 #include "foundation/Console.h"
+#include "foundation/Singleton.h"
 
 namespace bdx {
 namespace {
@@ -21,16 +22,15 @@ struct Registry {
     std::map<std::string, Entry, std::less<>> entries;
     // Classes defined at run time; a deque never moves its elements, so their addresses stay valid.
     std::deque<ClassInfo> defined;
+
+    Registry() {
+        entries.emplace(Object::staticClassInfo().name,
+                        Entry{&Object::staticClassInfo(), [] { return std::make_shared<Object>(); }});
+    }
 };
 
 Registry& registry() {
-    static Registry* r = [] {
-        auto* made = new Registry;
-        made->entries.emplace(Object::staticClassInfo().name,
-                              Entry{&Object::staticClassInfo(), [] { return std::make_shared<Object>(); }});
-        return made;
-    }();
-    return *r;
+    return neverDestroyed<Registry>();
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 #include "foundation/Clock.h"
+#include "foundation/Singleton.h"
 
 #include <chrono>
 #include <mutex>
@@ -29,8 +30,7 @@ struct ClockState {
 };
 
 ClockState& state() {
-    static ClockState* s = new ClockState;
-    return *s;
+    return neverDestroyed<ClockState>();
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/Singleton.h"
 #include "foundation/SingletonReset.h"
 
 namespace bdx {
@@ -28,9 +29,8 @@ struct ConsoleState {
 };
 
 ConsoleState& state() {
-    // Never destroyed: lines may be written from destructors of other statics at exit.
-    static ConsoleState* s = new ConsoleState;
-    return *s;
+    // Lines may be written by workers and by destructors of other statics at exit.
+    return neverDestroyed<ConsoleState>();
 }
 
 // Set while this thread runs sinks, so that a sink that writes a line cannot recurse into the sinks.

@@ -115,7 +115,10 @@ std::string Error::description() const {
         }
         if (underlying_) {
             text += first ? "" : ", ";
-            text += std::string(UnderlyingErrorKey) + "=" + underlying_->description();
+            // Appended in place: gcc 12 warns of a false overflow on a chain of string temporaries here.
+            text += UnderlyingErrorKey;
+            text += '=';
+            text += underlying_->description();
         }
         text += "}";
     }

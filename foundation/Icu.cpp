@@ -1,4 +1,5 @@
 #include "foundation/Icu.h"
+#include "foundation/Singleton.h"
 
 #include <unicode/ustring.h>
 
@@ -50,13 +51,11 @@ struct PrototypeCache {
 };
 
 PrototypeCache<Icu::CalendarHandle>& calendarCache() {
-    static auto* cache = new PrototypeCache<Icu::CalendarHandle>;
-    return *cache;
+    return neverDestroyed<PrototypeCache<Icu::CalendarHandle>>();
 }
 
 PrototypeCache<Icu::DateFormatHandle>& dateFormatCache() {
-    static auto* cache = new PrototypeCache<Icu::DateFormatHandle>;
-    return *cache;
+    return neverDestroyed<PrototypeCache<Icu::DateFormatHandle>>();
 }
 
 }  // namespace

@@ -4,7 +4,7 @@
 #include <exception>
 
 #include "foundation/Console.h"
-#include "foundation/SingletonReset.h"
+#include "foundation/Singleton.h"
 
 namespace bdx {
 
@@ -17,36 +17,12 @@ struct NotificationCenter::Registration {
     std::atomic<bool> removed{false};
 };
 
-namespace {
-
-std::mutex& defaultCenterMutex() {
-    static std::mutex m;
-    return m;
-}
-
-std::shared_ptr<NotificationCenter>& defaultCenterInstance() {
-    static std::shared_ptr<NotificationCenter> center;
-    return center;
-}
-
-}  // namespace
-
 std::shared_ptr<NotificationCenter> NotificationCenter::defaultCenter() {
-    std::lock_guard<std::mutex> lock(defaultCenterMutex());
-    auto& center = defaultCenterInstance();
-    if (!center) {
-        center = std::make_shared<NotificationCenter>();
-        registerSingletonReset([] {
-            std::shared_ptr<NotificationCenter> dropped;
-            {
-                std::lock_guard<std::mutex> resetLock(defaultCenterMutex());
-                dropped.swap(defaultCenterInstance());
-            }
-            // Released outside the lock: observers' captures may hold objects whose destructors use the
-            // center.
-        });
-    }
-    return center;
+    return Singleton<NotificationCenter>::holder().get();
+}
+
+void NotificationCenter::destroy() {
+    Singleton<NotificationCenter>::holder().destroy();
 }
 
 NotificationCenter::Token NotificationCenter::addObserver(std::string_view name, NotificationObject object,

@@ -60,8 +60,9 @@ class NotificationCenter {
     using Callback = std::function<void(const Notification&)>;
     using Token = std::uint64_t;
 
-    // The process's center; resetAllSingletons() drops it with every observer.
+    // The process's center; destroy() (and resetAllSingletons()) drops it with every observer.
     static std::shared_ptr<NotificationCenter> defaultCenter();
+    static void destroy();
 
     // Observes `name` ("" for every name) about `object` (nullptr for any object). Returns the token that
     // removes it.

@@ -9,18 +9,22 @@
 #include <system_error>
 
 #include "foundation/Console.h"
+#include "foundation/Singleton.h"
 
 namespace bdx {
 namespace {
 
+struct InstalledRoot {
+    std::mutex mutex;
+    std::filesystem::path root;
+};
+
 std::mutex& rootMutex() {
-    static std::mutex m;
-    return m;
+    return neverDestroyed<InstalledRoot>().mutex;
 }
 
 std::filesystem::path& installedRoot() {
-    static std::filesystem::path root;
-    return root;
+    return neverDestroyed<InstalledRoot>().root;
 }
 
 std::string programName() {

@@ -7,18 +7,22 @@
 #include <vector>
 
 #include "foundation/Console.h"
+#include "foundation/Singleton.h"
 
 namespace bdx {
 namespace {
 
+struct Registry {
+    std::mutex mutex;
+    std::vector<std::function<void()>> resets;
+};
+
 std::mutex& registryMutex() {
-    static std::mutex m;
-    return m;
+    return neverDestroyed<Registry>().mutex;
 }
 
 std::vector<std::function<void()>>& registry() {
-    static std::vector<std::function<void()>> resets;
-    return resets;
+    return neverDestroyed<Registry>().resets;
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include "foundation/Console.h"
 #include "foundation/Icu.h"
+#include "foundation/Singleton.h"
 #include "foundation/SingletonReset.h"
 
 namespace bdx {
@@ -21,8 +22,7 @@ struct ZoneState {
 };
 
 ZoneState& zoneState() {
-    static ZoneState* s = new ZoneState;
-    return *s;
+    return neverDestroyed<ZoneState>();
 }
 
 std::string detectHostZone() {

@@ -12,6 +12,7 @@
 #include "foundation/ConcurrencyLog.h"
 #include "foundation/Console.h"
 #include "foundation/Sandbox.h"
+#include "foundation/Singleton.h"
 #include "foundation/SingletonReset.h"
 #include "foundation/TaggedValue.h"
 
@@ -28,8 +29,7 @@ struct StandardState {
 };
 
 StandardState& standardState() {
-    static StandardState* s = new StandardState;
-    return *s;
+    return neverDestroyed<StandardState>();
 }
 
 // The platform's reading of a text as a boolean: after blanks, a sign and zeros, "Y", "y", "T", "t" or a

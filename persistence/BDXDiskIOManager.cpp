@@ -12,16 +12,15 @@
 #include "Logging/BDXSDKDebugInfoLogger.h"
 #include "foundation/AtomicFile.h"
 #include "foundation/DispatchQueue.h"
-#include "foundation/Once.h"
-#include "foundation/SingletonReset.h"
+#include "foundation/Singleton.h"
 
 namespace {
 
-bdx::Once gInstanceOnce;
-std::shared_ptr<BDXDiskIOManager> gInstance;
-
-std::mutex gQueueMutex;
-std::shared_ptr<bdx::DispatchQueue> gQueue;
+// The queue outlives every instance: writes queued by one instance are finished by the queue, not by it.
+struct DiskIOQueue {
+    std::mutex mutex;
+    std::shared_ptr<bdx::DispatchQueue> queue;
+};
 
 bool writeAll(int fd, const std::uint8_t* bytes, std::size_t size) {
     while (size > 0) {
@@ -74,35 +73,40 @@ bool writeAtomically(const std::string& path, const bdx::Data& data, bdx::Error*
     return true;
 }
 
-void resetInstance() {
-    // Writes queued by the instance that goes are finished first, so none lands after the reset.
+void finishQueuedWrites() {
     if (auto queue = BDXDiskIOManager::diskIOQueue()) {
         queue->barrierSync([] {});
     }
-    gInstance.reset();
-    gInstanceOnce.reset();
 }
 
 }  // namespace
 
 std::shared_ptr<BDXDiskIOManager> BDXDiskIOManager::getInstance() {
-    gInstanceOnce.call([] {
-        gInstance = std::shared_ptr<BDXDiskIOManager>(new BDXDiskIOManager());
-        bdx::registerSingletonReset(resetInstance);
+    return bdx::Singleton<BDXDiskIOManager>::holder().get([] {
+        // Writes queued by the instance that goes are finished by the reset, so none lands after it.
+        bdx::registerSingletonReset(finishQueuedWrites);
+        return std::shared_ptr<BDXDiskIOManager>(new BDXDiskIOManager());
     });
-    return gInstance;
+}
+
+void BDXDiskIOManager::destroy() {
+    finishQueuedWrites();
+    bdx::Singleton<BDXDiskIOManager>::holder().destroy();
 }
 
 BDXDiskIOManager::BDXDiskIOManager() {
-    std::lock_guard<std::mutex> lock(gQueueMutex);
-    if (!gQueue) {
-        gQueue = bdx::DispatchQueue::create("com.bdx.diskIOQueue", bdx::DispatchQueue::Attribute::Concurrent);
+    auto& shared = bdx::neverDestroyed<DiskIOQueue>();
+    std::lock_guard<std::mutex> lock(shared.mutex);
+    if (!shared.queue) {
+        shared.queue =
+            bdx::DispatchQueue::create("com.bdx.diskIOQueue", bdx::DispatchQueue::Attribute::Concurrent);
     }
 }
 
 std::shared_ptr<bdx::DispatchQueue> BDXDiskIOManager::diskIOQueue() {
-    std::lock_guard<std::mutex> lock(gQueueMutex);
-    return gQueue;
+    auto& shared = bdx::neverDestroyed<DiskIOQueue>();
+    std::lock_guard<std::mutex> lock(shared.mutex);
+    return shared.queue;
 }
 
 void BDXDiskIOManager::writeData(bdx::Data data, const std::string& toFile, WriteCompletion completion) {

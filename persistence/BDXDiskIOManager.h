@@ -23,6 +23,7 @@ class BDXDiskIOManager {
     using WriteCompletion = std::function<void(bool success, const bdx::Error* error)>;
 
     static std::shared_ptr<BDXDiskIOManager> getInstance();
+    static void destroy();
 
     // Queues the write and returns at once. A failure is logged and handed to the completion; the
     // directory of the file is never created here, so a write into a directory that is gone fails.

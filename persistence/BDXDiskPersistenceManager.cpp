@@ -14,9 +14,9 @@
 #include "Logging/BDXSDKDebugInfoLogger.h"
 #include "foundation/Date.h"
 #include "foundation/DateFormatter.h"
-#include "foundation/Once.h"
+#include "foundation/FileURL.h"
 #include "foundation/Sandbox.h"
-#include "foundation/SingletonReset.h"
+#include "foundation/Singleton.h"
 #include "foundation/StringWithFormat.h"
 #include "foundation/UserDefaults.h"
 #include "persistence/BDXDiskIOManager.h"
@@ -27,14 +27,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-bdx::Once gInstanceOnce;
-std::shared_ptr<BDXDiskPersistenceManager> gInstance;
-
-void resetInstance() {
-    gInstance.reset();
-    gInstanceOnce.reset();
-}
 
 bool exists(const std::string& path) {
     std::error_code ec;
@@ -50,11 +42,6 @@ std::string lastPathComponent(std::string path) {
     return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
-std::string pathOfURL(const std::string& url) {
-    constexpr std::string_view scheme = "file://";
-    return url.rfind(scheme, 0) == 0 ? url.substr(scheme.size()) : url;
-}
-
 bdx::Data bytesOf(const std::string& text) {
     return bdx::Data(text.begin(), text.end());
 }
@@ -62,11 +49,12 @@ bdx::Data bytesOf(const std::string& text) {
 }  // namespace
 
 std::shared_ptr<BDXDiskPersistenceManager> BDXDiskPersistenceManager::getInstance() {
-    gInstanceOnce.call([] {
-        gInstance = std::shared_ptr<BDXDiskPersistenceManager>(new BDXDiskPersistenceManager());
-        bdx::registerSingletonReset(resetInstance);
-    });
-    return gInstance;
+    return bdx::Singleton<BDXDiskPersistenceManager>::holder().get(
+        [] { return std::shared_ptr<BDXDiskPersistenceManager>(new BDXDiskPersistenceManager()); });
+}
+
+void BDXDiskPersistenceManager::destroy() {
+    bdx::Singleton<BDXDiskPersistenceManager>::holder().destroy();
 }
 
 BDXDiskPersistenceManager::BDXDiskPersistenceManager() {
@@ -268,7 +256,11 @@ std::optional<std::string> BDXDiskPersistenceManager::persistDuplicateOfFileAtPa
 }
 
 std::string BDXDiskPersistenceManager::moveFileToCacheWithURL(const std::string& url) {
-    const std::string source = pathOfURL(url);
+    const auto path = bdx::pathOfFileURL(url);
+    if (!path) {
+        return url;
+    }
+    const std::string& source = *path;
     if (!exists(source)) {
         return source;
     }

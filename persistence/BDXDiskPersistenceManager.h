@@ -30,6 +30,7 @@ class BDXDiskPersistenceManager {
     // The first call empties the temporary directory (what a previous run left there) and makes the
     // temporary and cache directories.
     static std::shared_ptr<BDXDiskPersistenceManager> getInstance();
+    static void destroy();
 
     // The two directories as they were made at start. Once cleared, they point at nothing (and writes
     // into them fail) until getCacheDirectory / getTempDirectory makes them again.
@@ -76,8 +77,9 @@ class BDXDiskPersistenceManager {
     // Copies the file into the cache directory under its own name, or the first free of "name-1.ext",
     // "name-2.ext"...; the name used, or nothing when the copy fails.
     std::optional<std::string> persistDuplicateOfFileAtPath(const std::string& path);
-    // Moves the file (a path or a file:// URL) into the cache directory under its own name; the new full
-    // path, or the old path when the file is missing or cannot be moved there.
+    // Moves the file (a path, or a file URL with its escapes) into the cache directory under its own name;
+    // the new full path, or the old path when the file is missing or cannot be moved there (the text as
+    // given, logged, when it is no local file URL).
     std::string moveFileToCacheWithURL(const std::string& url);
 
     // Removes a file or a directory with all it holds; an empty path or a missing file is no error.

@@ -4,8 +4,7 @@
 
 namespace {
 BDXSingleton<BDXSnapshotManager>& singleton() {
-    static BDXSingleton<BDXSnapshotManager> instance;
-    return instance;
+    return BDXSingleton<BDXSnapshotManager>::holder();
 }
 }  // namespace
 

@@ -10,8 +10,7 @@
 namespace {
 
 BDXSingleton<BDXReachabilityInstance>& singleton() {
-    static BDXSingleton<BDXReachabilityInstance> instance;
-    return instance;
+    return BDXSingleton<BDXReachabilityInstance>::holder();
 }
 
 }  // namespace

@@ -12,7 +12,7 @@
 #include <system_error>
 
 #include "foundation/Sandbox.h"
-#include "foundation/SingletonReset.h"
+#include "foundation/Singleton.h"
 #include "platform/PlatformLog.h"
 #include "platform/host/RandomBytes.h"
 
@@ -150,9 +150,6 @@ std::optional<std::string> storeIdentifierFile(const std::filesystem::path& file
     return fresh;
 }
 
-std::mutex gSharedMutex;
-std::shared_ptr<Info> gShared;
-
 }  // namespace
 
 struct Info::State {
@@ -236,25 +233,21 @@ Info& Info::operator=(const Info& other) {
 }
 
 std::shared_ptr<Info> Info::shared() {
-    std::lock_guard lock(gSharedMutex);
-    if (!gShared) {
-        // Resets are consumed when they run, so each made instance registers its own.
-        registerSingletonReset([] { Info::resetShared(); });
-        gShared = std::make_shared<Info>();
+    return Singleton<Info>::holder().get([] {
+        auto info = std::make_shared<Info>();
         // The vendor identifier lives with the application's data, so that it survives a relaunch
         // and goes when the application's data goes.
-        gShared->setStorageDirectory(Sandbox::current().library());
-    }
-    return gShared;
+        info->setStorageDirectory(Sandbox::current().library());
+        return info;
+    });
 }
 
 void Info::setShared(std::shared_ptr<Info> info) {
-    std::lock_guard lock(gSharedMutex);
-    gShared = std::move(info);
+    Singleton<Info>::holder().replace(std::move(info));
 }
 
-void Info::resetShared() {
-    setShared(nullptr);
+void Info::destroy() {
+    Singleton<Info>::holder().destroy();
 }
 
 #define BDX_INFO_STRING_FIELD(getter, setter, key) \

@@ -31,7 +31,7 @@ class Info {
     static std::shared_ptr<Info> shared();
     static void setShared(std::shared_ptr<Info> info);
     // Drops the shared instance so that the next shared() builds a fresh one (tests).
-    static void resetShared();
+    static void destroy();
 
     // Bundle identity. The named fields are also the information dictionary's values under
     // "CFBundleIdentifier", "CFBundleName", "CFBundleDisplayName", "CFBundleShortVersionString" and

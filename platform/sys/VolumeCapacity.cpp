@@ -7,22 +7,26 @@
 #include <mutex>
 #include <string>
 
+#include "foundation/Singleton.h"
 #include "foundation/SingletonReset.h"
 #include "platform/PlatformLog.h"
 
 namespace bdx::sys {
 namespace {
 
-std::mutex gMutex;
-std::optional<std::optional<VolumeCapacity>> gScripted;
+struct Scripted {
+    std::mutex mutex;
+    std::optional<std::optional<VolumeCapacity>> capacity;
+};
 
 }  // namespace
 
 std::optional<VolumeCapacity> volumeCapacity(const std::filesystem::path& path) {
     {
-        std::lock_guard lock(gMutex);
-        if (gScripted) {
-            return *gScripted;
+        auto& scripted = neverDestroyed<Scripted>();
+        std::lock_guard lock(scripted.mutex);
+        if (scripted.capacity) {
+            return *scripted.capacity;
         }
     }
     struct statvfs stats {};
@@ -36,10 +40,11 @@ std::optional<VolumeCapacity> volumeCapacity(const std::filesystem::path& path) 
 }
 
 void setVolumeCapacityForTesting(std::optional<std::optional<VolumeCapacity>> capacity) {
-    std::lock_guard lock(gMutex);
-    const bool wasScripted = gScripted.has_value();
-    gScripted = std::move(capacity);
-    if (gScripted && !wasScripted) {
+    auto& scripted = neverDestroyed<Scripted>();
+    std::lock_guard lock(scripted.mutex);
+    const bool wasScripted = scripted.capacity.has_value();
+    scripted.capacity = std::move(capacity);
+    if (scripted.capacity && !wasScripted) {
         registerSingletonReset([] { setVolumeCapacityForTesting(std::nullopt); });
     }
 }

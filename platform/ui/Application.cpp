@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <any>
 
-#include "foundation/SingletonReset.h"
+#include "foundation/Singleton.h"
 #include "platform/PlatformLog.h"
 #include "platform/ui/Event.h"
 #include "platform/ui/Notifications.h"
@@ -14,37 +14,12 @@
 
 namespace bdx::ui {
 
-namespace {
-
-std::shared_ptr<Application>& applicationInstance() {
-    static std::shared_ptr<Application> application;
-    return application;
-}
-
-// The transfer machinery reaches the application from its own queues.
-std::mutex& applicationMutex() {
-    static std::mutex mutex;
-    return mutex;
-}
-
-}  // namespace
-
 std::shared_ptr<Application> Application::sharedApplication() {
-    std::lock_guard lock(applicationMutex());
-    auto& application = applicationInstance();
-    if (!application) {
-        application = std::make_shared<Application>();
-        registerSingletonReset(&Application::reset);
-    }
-    return application;
+    return Singleton<Application>::holder().get();
 }
 
-void Application::reset() {
-    std::shared_ptr<Application> dropped;
-    {
-        std::lock_guard lock(applicationMutex());
-        dropped = std::move(applicationInstance());
-    }
+void Application::destroy() {
+    Singleton<Application>::holder().destroy();
 }
 
 Application::Application() : Responder("UIApplication", "UIApplication") {}

@@ -55,7 +55,7 @@ class Application : public Responder, public KeyValueObservable {
 
     static std::shared_ptr<Application> sharedApplication();
     // Drops the shared instance (tests).
-    static void reset();
+    static void destroy();
 
     Application();
 

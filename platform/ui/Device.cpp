@@ -5,18 +5,13 @@
 #include <system_error>
 #include <vector>
 
-#include "foundation/SingletonReset.h"
+#include "foundation/Singleton.h"
 #include "platform/host/Info.h"
 #include "platform/ui/Notifications.h"
 
 namespace bdx::ui {
 
 namespace {
-
-std::shared_ptr<Device>& sharedDevice() {
-    static std::shared_ptr<Device> device;
-    return device;
-}
 
 std::string firstLine(const std::filesystem::path& file) {
     std::ifstream in(file);
@@ -31,16 +26,11 @@ std::string firstLine(const std::filesystem::path& file) {
 }  // namespace
 
 std::shared_ptr<Device> Device::currentDevice() {
-    auto& device = sharedDevice();
-    if (!device) {
-        device = std::make_shared<Device>();
-        registerSingletonReset(&Device::reset);
-    }
-    return device;
+    return Singleton<Device>::holder().get();
 }
 
-void Device::reset() {
-    sharedDevice().reset();
+void Device::destroy() {
+    Singleton<Device>::holder().destroy();
 }
 
 Device::Device() {

@@ -23,7 +23,7 @@ class Device : public std::enable_shared_from_this<Device> {
   public:
     static std::shared_ptr<Device> currentDevice();
     // Drops the shared instance (tests); the next one reads the host's identity again.
-    static void reset();
+    static void destroy();
 
     Device();
 

@@ -5,7 +5,7 @@
 
 #include "foundation/ClassRegistry.h"
 #include "foundation/Object.h"
-#include "foundation/SingletonReset.h"
+#include "foundation/Singleton.h"
 #include "platform/PlatformLog.h"
 #include "platform/ui/Application.h"
 #include "platform/ui/Responder.h"
@@ -16,9 +16,6 @@
 namespace bdx::ui {
 
 namespace {
-
-std::mutex sharedMutex;
-std::shared_ptr<Runtime> sharedRuntime;
 
 // The platform classes the model knows, each with its superclass, roots first.
 constexpr std::pair<const char*, const char*> kBuiltInClasses[] = {
@@ -78,8 +75,7 @@ struct ClassFlags {
 };
 
 ClassFlags& classFlags() {
-    static ClassFlags* flags = new ClassFlags;
-    return *flags;
+    return neverDestroyed<ClassFlags>();
 }
 
 void defineBuiltInClasses() {
@@ -96,20 +92,11 @@ void defineBuiltInClasses() {
 }  // namespace
 
 std::shared_ptr<Runtime> Runtime::shared() {
-    std::lock_guard lock(sharedMutex);
-    if (!sharedRuntime) {
-        sharedRuntime = std::make_shared<Runtime>();
-        registerSingletonReset(&Runtime::reset);
-    }
-    return sharedRuntime;
+    return Singleton<Runtime>::holder().get();
 }
 
-void Runtime::reset() {
-    std::shared_ptr<Runtime> dropped;
-    {
-        std::lock_guard lock(sharedMutex);
-        dropped.swap(sharedRuntime);
-    }
+void Runtime::destroy() {
+    Singleton<Runtime>::holder().destroy();
 }
 
 Runtime::Runtime() {

@@ -46,7 +46,7 @@ class Runtime {
     static std::shared_ptr<Runtime> shared();
     // Drops the shared instance: the next shared() starts again from the built-in classes and the
     // default implementations. For tests.
-    static void reset();
+    static void destroy();
 
     Runtime();
     Runtime(const Runtime&) = delete;

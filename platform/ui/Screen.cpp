@@ -1,32 +1,22 @@
 #include "platform/ui/Screen.h"
 
-#include "foundation/SingletonReset.h"
+#include "foundation/Singleton.h"
 #include "platform/PlatformLog.h"
 #include "platform/gfx/ImageContext.h"
 #include "platform/ui/Application.h"
 
 namespace bdx::ui {
 
-namespace {
-
-std::shared_ptr<Screen>& sharedScreen() {
-    static std::shared_ptr<Screen> screen;
-    return screen;
-}
-
-}  // namespace
-
 std::shared_ptr<Screen> Screen::mainScreen() {
-    auto& screen = sharedScreen();
-    if (!screen) {
-        screen = std::make_shared<Screen>();
-        registerSingletonReset(&Screen::reset);
-    }
-    return screen;
+    return Singleton<Screen>::holder().get([] {
+        // Drawing falls back to scale 1 once the screen is gone.
+        registerSingletonReset([] { gfx::setMainScreenScale(1); });
+        return std::make_shared<Screen>();
+    });
 }
 
-void Screen::reset() {
-    sharedScreen().reset();
+void Screen::destroy() {
+    Singleton<Screen>::holder().destroy();
     gfx::setMainScreenScale(1);
 }
 

@@ -16,7 +16,7 @@ class Screen {
   public:
     static std::shared_ptr<Screen> mainScreen();
     // Drops the shared instance and puts the drawing scale back to 1 (tests).
-    static void reset();
+    static void destroy();
 
     Screen();
 

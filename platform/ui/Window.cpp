@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <any>
 
+#include "foundation/Singleton.h"
 #include "platform/PlatformLog.h"
 #include "platform/ui/Application.h"
 #include "platform/ui/Event.h"
@@ -18,8 +19,7 @@ namespace {
 
 // Every window that exists, as the application's list; windows add and remove themselves.
 std::vector<Window*>& liveWindows() {
-    static std::vector<Window*> windows;
-    return windows;
+    return neverDestroyed<std::vector<Window*>, Window>();
 }
 
 unsigned long long nextOrder = 0;

@@ -45,11 +45,11 @@ class InspectorTest : public ::testing::Test {
     void TearDown() override { reset(); }
 
     static void reset() {
-        Application::reset();
-        Screen::reset();
-        bdx::ui::Device::reset();
-        bdx::ui::Runtime::reset();
-        bdx::host::Info::resetShared();
+        Application::destroy();
+        Screen::destroy();
+        bdx::ui::Device::destroy();
+        bdx::ui::Runtime::destroy();
+        bdx::host::Info::destroy();
     }
 
     static std::shared_ptr<Window> window(double level, const std::string& className = "UIWindow",

@@ -63,7 +63,7 @@ TEST_F(BDXDataStoreTest, AHostsStartIsReadBackAfterARelaunch) {
     EXPECT_EQ(defaults->identifiedEmail(), "jane@example.com");
     EXPECT_EQ(defaults->name(), "Jane");
     EXPECT_EQ(defaults->issueTags(), std::vector<std::string>{"beta"});
-    bdx::host::Info::resetShared();
+    bdx::host::Info::destroy();
 }
 
 TEST_F(BDXDataStoreTest, TokenIsReadFromTheStoreOnceAndWrittenThrough) {

@@ -25,7 +25,7 @@ class BDXUserIdentity : public bdx::testing::CoreTest {
         BDXDataStore::getInstance()->setAppToken("token-123");
     }
     void TearDown() override {
-        bdx::host::Info::resetShared();
+        bdx::host::Info::destroy();
         CoreTest::TearDown();
     }
 

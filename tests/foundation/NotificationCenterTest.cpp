@@ -1,8 +1,10 @@
 #include "foundation/NotificationCenter.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -11,6 +13,7 @@
 
 #include "foundation/SingletonReset.h"
 #include "testing/ConsoleCapture.h"
+#include "testing/WorkerAtExit.h"
 
 using bdx::Notification;
 using bdx::NotificationCenter;
@@ -180,4 +183,25 @@ TEST(NotificationRobustness, ManyThreadsPostAddAndRemoveWithoutLosingADelivery) 
         thread.join();
     }
     EXPECT_EQ(delivered.load(), kThreads * kPosts);
+}
+
+// The host's main() returns while a worker of the library still posts: the centre and its observers must
+// still be there, and the process must end cleanly.
+TEST(NotificationCenterDeathTest, AWorkerStillPostingWhileTheProcessExitsFindsTheCentreAlive) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            bdx::testing::runOnWorkerDuringExit(
+                [] { NotificationCenter::defaultCenter()->post("com.bdx.test.exit"); });
+            auto watch =
+                std::make_shared<bdx::testing::EndsProcessWhenDropped>("the centre was destroyed at exit");
+            NotificationCenter::defaultCenter()->addObserver(
+                "com.bdx.test.exit", nullptr, [watch](const Notification&) {
+                    const char line[] = "delivered during exit\n";
+                    [[maybe_unused]] auto written = ::write(2, line, sizeof line - 1);
+                });
+            watch.reset();
+            std::exit(0);
+        },
+        ::testing::ExitedWithCode(0), "delivered during exit");
 }

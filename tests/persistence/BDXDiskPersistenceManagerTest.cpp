@@ -17,6 +17,7 @@
 #include "Logging/BDXSDKDebugInfoLogger.h"
 #include "foundation/Clock.h"
 #include "foundation/DispatchQueue.h"
+#include "foundation/FileURL.h"
 #include "foundation/Sandbox.h"
 #include "foundation/TimeZone.h"
 #include "foundation/UserDefaults.h"
@@ -161,6 +162,21 @@ TEST_F(DiskStore, CopiesTakeTheFirstFreeNumberedNameAndMovesNeverReplace) {
     writeFile(documents() + "/clip.mp4", "another");
     EXPECT_EQ(documents() + "/clip.mp4", s->moveFileToCacheWithURL(documents() + "/clip.mp4"));
     EXPECT_EQ("video", contents(s->cacheDirectory() + "clip.mp4"));
+}
+
+TEST_F(DiskStore, AFileURLWithEscapesMovesTheFileItNames) {
+    auto s = store();
+    const std::string named = documents() + "/clip one #1.mp4";
+    writeFile(named, "video");
+    EXPECT_EQ(s->cacheDirectory() + "clip one #1.mp4",
+              s->moveFileToCacheWithURL("file://localhost" + documents() + "/clip%20one%20%231.mp4"));
+    EXPECT_FALSE(fs::exists(named));
+    EXPECT_EQ("video", contents(s->cacheDirectory() + "clip one #1.mp4"));
+
+    writeFile(documents() + "/clip one.mp4", "second");
+    EXPECT_EQ(s->cacheDirectory() + "clip one.mp4",
+              s->moveFileToCacheWithURL(bdx::fileURLWithPath(documents() + "/clip one.mp4")));
+    EXPECT_EQ("second", contents(s->cacheDirectory() + "clip one.mp4"));
 }
 
 TEST_F(DiskStore, PersistOperationsReturnWhatTheirCallersRelyOn) {

@@ -20,8 +20,8 @@ namespace fs = std::filesystem;
 
 class HostInfo : public ::testing::Test {
   protected:
-    void SetUp() override { Info::resetShared(); }
-    void TearDown() override { Info::resetShared(); }
+    void SetUp() override { Info::destroy(); }
+    void TearDown() override { Info::destroy(); }
     bdx::testing::TemporaryDirectory scratch_;
     const fs::path dir_ = scratch_.path();
 };

@@ -23,7 +23,7 @@ using gfx::Rect;
 class UiApplicationTest : public testing::UiModelTest {
   protected:
     void TearDown() override {
-        host::Info::resetShared();
+        host::Info::destroy();
         UiModelTest::TearDown();
     }
 };
@@ -151,7 +151,7 @@ TEST_F(UiApplicationTest, ScreenTurnsWithTheInterfaceAndSetsTheDrawingScale) {
     EXPECT_EQ(gfx::ImageContext({10, 10}, false, 0).pixelWidth(), 30);
     screen->setScale(0);
     EXPECT_EQ(screen->scale(), 3);
-    Screen::reset();
+    Screen::destroy();
     EXPECT_EQ(gfx::mainScreenScale(), 1);
 }
 
@@ -228,7 +228,7 @@ TEST_F(UiApplicationTest, DeviceIdentityAndBattery) {
     info->setModel("iPhone10,3");
     info->setVendorIdentifier("6F9619FF-8B86-D011-B42D-00C04FC964FF");
     host::Info::setShared(info);
-    Device::reset();
+    Device::destroy();
     auto device = Device::currentDevice();
     EXPECT_EQ(device->systemName(), "iOS");
     EXPECT_EQ(device->systemVersion(), "12.4");
@@ -262,7 +262,7 @@ TEST_F(UiApplicationTest, DeviceIdentityAndBattery) {
     EXPECT_EQ(device->batteryState(), DeviceBatteryState::Full);
     std::filesystem::remove_all(supplies);
 
-    Device::reset();
+    Device::destroy();
     auto fresh = Device::currentDevice();
     fresh->setPowerSupplyDirectory(supplies / "none");
     fresh->setBatteryMonitoringEnabled(true);

@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <any>
+#include <cstdlib>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -11,6 +14,7 @@
 #include "platform/ui/Runtime.h"
 #include "platform/ui/ScrollView.h"
 #include "platform/ui/ViewController.h"
+#include "testing/WorkerAtExit.h"
 #include "tests/platform/UiTestSupport.h"
 
 namespace bdx::ui {
@@ -36,6 +40,29 @@ Tap tapInKeyWindow() {
     tap.window->addSubview(tap.view);
     tap.event = Event::touchesEvent({Touch::began(tap.window, {60, 60})});
     return tap;
+}
+
+// The host's main() returns while a worker of the library still sends a message through the method
+// table: the table, its implementations and the application must still be there.
+TEST(UiRuntimeDeathTest, AWorkerStillSendingWhileTheProcessExitsFindsTheTablesAlive) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            ::bdx::testing::runOnWorkerDuringExit(
+                [] { Runtime::shared()->send(Application::sharedApplication(), "bdx_exitProbe"); });
+            auto watch = std::make_shared<::bdx::testing::EndsProcessWhenDropped>(
+                "the method table was destroyed at exit");
+            Runtime::shared()->addMethod(
+                "UIApplication", "bdx_exitProbe", [watch](const auto&, const auto&, const auto&) {
+                    const char line[] = "sent during exit\n";
+                    [[maybe_unused]] auto written = ::write(2, line, sizeof line - 1);
+                    return std::any();
+                });
+            watch.reset();
+            Application::sharedApplication();
+            std::exit(0);
+        },
+        ::testing::ExitedWithCode(0), "sent during exit");
 }
 
 TEST_F(UiRuntimeTest, KindsFollowTheClassChainOfEveryObject) {

@@ -21,6 +21,7 @@
 
 #include "foundation/ConcurrencyLog.h"
 #include "foundation/Console.h"
+#include "foundation/Singleton.h"
 
 namespace bdx::net {
 namespace {
@@ -156,8 +157,7 @@ struct NetworkChangeWatcher::State {
 };
 
 std::shared_ptr<NetworkChangeWatcher> NetworkChangeWatcher::shared() {
-    static auto watcher = std::make_shared<NetworkChangeWatcher>();
-    return watcher;
+    return Singleton<NetworkChangeWatcher>::holder().get();
 }
 
 NetworkChangeWatcher::NetworkChangeWatcher() : state_(std::make_shared<State>()) {}
