@@ -227,6 +227,10 @@ if(BDX_BUILD_TESTS)
   set(bdx_consumer_work ${PROJECT_BINARY_DIR}/consumer-test)
   get_directory_property(bdx_compile_options DIRECTORY ${PROJECT_SOURCE_DIR} COMPILE_OPTIONS)
   get_directory_property(bdx_link_options DIRECTORY ${PROJECT_SOURCE_DIR} LINK_OPTIONS)
+  # Options that depend on the language (the compiler cache's precompiled-header flag) only serve this
+  # tree's own build, and a test command cannot evaluate them.
+  list(FILTER bdx_compile_options EXCLUDE REGEX "^\\$<")
+  list(FILTER bdx_link_options EXCLUDE REGEX "^\\$<")
   list(JOIN bdx_compile_options " " bdx_compile_options)
   list(JOIN bdx_link_options " " bdx_link_options)
   list(JOIN CMAKE_CXX_COMPILER_LAUNCHER "|" bdx_launcher)
