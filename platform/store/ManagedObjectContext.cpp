@@ -87,6 +87,13 @@ void ManagedObjectContext::deleteObject(const std::shared_ptr<ManagedObject>& ob
         return;
     }
     std::lock_guard lock(mutex_);
+    // Objects that pointed here through a to-one lose the pointer rather than keep a key to nothing.
+    for (const auto& p : object->entity_->properties()) {
+        if (p.kind != PropertyDescription::Kind::ToMany)
+            continue;
+        for (const auto& member : object->objectsForKey(p.name))
+            member->setObject(p.inverseName, nullptr);
+    }
     auto it = pending_.find(object->id_);
     if (it != pending_.end() && it->second.change == Change::Inserted) {
         pending_.erase(it);
@@ -110,6 +117,7 @@ bool ManagedObjectContext::save(Error* error) {
         for (const auto& [id, pending] : pending_)
             parent_->absorbLocked(pending.change, id, pending.object->values_);
         pending_.clear();
+        forgetReleasedLocked();
         return true;
     }
     if (!coordinator_) {
@@ -140,7 +148,13 @@ bool ManagedObjectContext::save(Error* error) {
         if (pending.change == Change::Deleted)
             registered_.erase(id);
     pending_.clear();
+    forgetReleasedLocked();
     return true;
+}
+
+void ManagedObjectContext::forgetReleasedLocked() {
+    // A long-lived context inserts and saves without end; objects nobody holds any more leave its table.
+    std::erase_if(registered_, [](const auto& entry) { return entry.second.expired(); });
 }
 
 void ManagedObjectContext::absorbLocked(Change change, const ObjectID& id, const Row& values) {

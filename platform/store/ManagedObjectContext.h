@@ -73,6 +73,7 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
     std::optional<Row> rowForIDLocked(const ObjectID& id);
     void fireFaultLocked(ManagedObject& object);
     void didChangeLocked(ManagedObject& object);
+    void forgetReleasedLocked();
     // Takes one child's change into this context (this context's lock held).
     void absorbLocked(Change change, const ObjectID& id, const Row& values);
 

@@ -410,8 +410,6 @@ std::optional<Row> PersistentStoreCoordinator::rowForID(const ObjectID& id) {
     if (id.entity >= model_->entities().size())
         return std::nullopt;
     const auto& entity = model_->entities()[id.entity];
-    FetchRequest request(entity.name());
-    std::vector<StoredRow> rows;
     // The key is not a property, so the lookup is written here rather than as a predicate.
     std::string sql = "SELECT pk";
     for (const auto& p : entity.properties())

@@ -159,6 +159,16 @@ TEST_F(PersistentStoreTest, RelaunchReadsBackEveryRowAndTheToManyRelationship) {
         }
         EXPECT_EQ(names, (std::set<std::string>{method + ".first", method + ".second"}));
     }
+
+    // Deleting one side of the pair leaves the other side without a pointer to it, in the file too.
+    auto params = found[0]->objectsForKey("param");
+    ASSERT_EQ(params.size(), 2u);
+    context->deleteObject(found[0]);
+    EXPECT_EQ(params[0]->objectForKey("analytic"), nullptr);
+    ASSERT_TRUE(context->save());
+    FetchRequest orphans("AnalyticsParam");
+    orphans.predicate = Predicate::equal("analytic", std::monostate{});
+    EXPECT_EQ(rootContext(openStore(storePath()))->executeFetchRequest(orphans).size(), 2u);
 }
 
 TEST_F(PersistentStoreTest, AStoreOfAnOlderModelOpensUnderTheNewerWithItsRows) {
