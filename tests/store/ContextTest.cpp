@@ -145,6 +145,31 @@ TEST_F(ContextTest, ALimitSeesRowsAChildChangedAboveTheFile) {
     EXPECT_EQ(strings(*child, newest, "message"), (std::vector<std::string>{"m1", "m3"}));
 }
 
+TEST_F(ContextTest, ChangesMadeBeforeTheStoreIsAddedWaitForItAndKeepTheFilesRows) {
+    {
+        auto root = rootContext(openStore(storePath()));
+        insertLog(*root, "earlier launch", "s", 1);
+        ASSERT_TRUE(root->save());
+    }
+    auto coordinator = std::make_shared<PersistentStoreCoordinator>(ManagedObjectModel::brindlexDataModel());
+    auto root = rootContext(coordinator);
+    auto child = childOf(root);
+    insertLog(*child, "before the store", "s", 2);
+    ASSERT_TRUE(child->save());
+    Error error;
+    EXPECT_FALSE(root->save(&error));
+    EXPECT_FALSE(error.isEmpty());
+    EXPECT_TRUE(root->hasChanges());
+
+    ASSERT_TRUE(coordinator->addSQLiteStoreAtURL(storePath(), {}, &error)) << error.localizedDescription();
+    insertLog(*root, "after the store", "s", 3);
+    ASSERT_TRUE(root->save(&error)) << error.localizedDescription();
+    FetchRequest byDate("BrindlexLog");
+    byDate.sortDescriptors = {{"date", true}};
+    EXPECT_EQ(strings(*rootContext(openStore(storePath())), byDate, "message"),
+              (std::vector<std::string>{"earlier launch", "before the store", "after the store"}));
+}
+
 TEST_F(ContextTest, WithoutPropertyValuesObjectsAreFaultsThatReadOnAccess) {
     auto root = rootContext(openStore(storePath()));
     insertLog(*root, "lazy", "s", 1);
