@@ -75,6 +75,7 @@ bdx_package_dependency(PRIVATE TARGETS PkgConfig::CAIRO PKG_CHECK CAIRO PKG_CONF
 # libcurl by its flag, not its module: Debian ships only the shared libcurl, and its module's static
 # requirements name archives (nghttp2, rtmp, ssh2, psl) that no development package installs.
 bdx_package_dependency(PRIVATE TARGETS CURL::libcurl FIND CURL 7.85 LIBS -lcurl)
+bdx_package_dependency(PRIVATE TARGETS SQLite::SQLite3 FIND SQLite3 PKG_CONFIG sqlite3)
 
 # ---------------------------------------------------------------------------------------------------
 # The library: a shared build carries the ABI generation in its SONAME (libBrindlexCore.so.1).
