@@ -1,11 +1,8 @@
 #include "testing/VirtualClock.h"
 
 #include <algorithm>
-#include <condition_variable>
-#include <mutex>
 
 #include "foundation/DeadlineScheduler.h"
-#include "foundation/RunLoop.h"
 #include "testing/DispatchTesting.h"
 
 namespace bdx::testing {
@@ -13,49 +10,6 @@ namespace {
 
 // The monotonic reading at start: any positive value; deadlines are differences.
 constexpr double kStartMonotonic = 1000.0;
-
-// Runs a fired block on its queue and returns once it ran, serving the main queue meanwhile (the block
-// may wait for the main queue).
-void runAndWait(DeadlineScheduler::Due due) {
-    if (due.queue->isMainQueue()) {
-        due.queue->async(std::move(due.block));
-        runMainQueueUntilIdle();
-        return;
-    }
-    struct Completion {
-        std::mutex mutex;
-        std::condition_variable condition;
-        bool done = false;
-    };
-    auto completion = std::make_shared<Completion>();
-    struct Signal {
-        std::shared_ptr<Completion> completion;
-        ~Signal() {
-            {
-                std::lock_guard<std::mutex> lock(completion->mutex);
-                completion->done = true;
-                completion->condition.notify_all();
-            }
-            RunLoop::main().wakeUp();
-        }
-    };
-    due.queue->async([block = std::move(due.block), completion] {
-        Signal signal{completion};
-        block();
-    });
-    auto done = [&] {
-        std::lock_guard<std::mutex> lock(completion->mutex);
-        return completion->done;
-    };
-    if (isMainThread()) {
-        while (!done()) {
-            RunLoop::main().runOnce(-1);
-        }
-    } else {
-        std::unique_lock<std::mutex> lock(completion->mutex);
-        completion->condition.wait(lock, [&] { return completion->done; });
-    }
-}
 
 }  // namespace
 
@@ -78,15 +32,17 @@ void VirtualClock::moveTo(double monotonic) {
 
 void VirtualClock::advance(double seconds) {
     double target = monotonicNow() + std::max(0.0, seconds);
-    runMainQueueUntilIdle();
+    // Between firings every queue runs dry, the work a fired block hands on and what that work hands
+    // on included, so that an `after` made by any of it counts from the virtual time it was made at.
+    waitUntilIdle();
     DeadlineScheduler& scheduler = DeadlineScheduler::shared();
     while (auto due = scheduler.takeNextDue(target)) {
         moveTo(due->deadline);
-        runAndWait(std::move(*due));
-        runMainQueueUntilIdle();
+        due->queue->async(std::move(due->block));
+        waitUntilIdle();
     }
     moveTo(target);
-    runMainQueueUntilIdle();
+    waitUntilIdle();
 }
 
 void VirtualClock::shiftWallClock(double seconds) {

@@ -23,9 +23,9 @@ class VirtualClock : public Clock {
 
     // Moves time forward by `seconds` (must be called on the main thread, normally the test's own).
     // Every `after` and timer due in the span fires in deadline order on its target queue, with the
-    // time set to its deadline; a block fired onto a background queue has run before the next one
-    // fires, and the main queue is run until idle between firings, so that work rescheduled from a
-    // fired block is honoured in order.
+    // time set to its deadline. Before the next one fires, every queue runs dry: the fired block, the
+    // work it hands to other queues, what that work hands on, and the main queue, so that an `after`
+    // made by any of it fires at its exact virtual time within the same advance.
     void advance(double seconds);
     // Moves the wall time only, as a user who changes the device's clock; deadlines stay.
     void shiftWallClock(double seconds);

@@ -3,13 +3,18 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cmath>
+#include <functional>
 #include <future>
+#include <mutex>
 #include <thread>
 #include <vector>
 
+#include "foundation/BlockOperation.h"
 #include "foundation/Clock.h"
 #include "foundation/DeadlineScheduler.h"
 #include "foundation/DispatchQueue.h"
+#include "foundation/OperationQueue.h"
 #include "foundation/RunLoop.h"
 #include "testing/DispatchTesting.h"
 
@@ -137,6 +142,70 @@ TEST_F(VirtualClockTest, AFiredBackgroundBlockHasRunBeforeTheNextFiresEvenIfItWa
     DispatchQueue::main()->after(2, [&] { order.push_back("main at 2"); });
     bdx::testing::advance(2);
     EXPECT_EQ(order, (std::vector<std::string>{"background hop at 1", "main at 1", "main at 2"}));
+}
+
+// Work handed on from a fired block, however far, settles before the clock moves on: an `after` it
+// schedules counts from the virtual time of the firing that started it.
+TEST_F(VirtualClockTest, AnAfterScheduledByFollowOnWorkFiresAtItsExactVirtualTime) {
+    using Hop = std::function<void(std::function<void()>)>;
+    auto serial = DispatchQueue::create("com.bdx.test.follow-on");
+    auto concurrent =
+        DispatchQueue::create("com.bdx.test.follow-on.concurrent", DispatchQueue::Attribute::Concurrent);
+    auto operations = std::make_shared<bdx::OperationQueue>();
+    const Hop toSerial = [serial](std::function<void()> next) { serial->async(std::move(next)); };
+    const Hop toConcurrent = [concurrent](std::function<void()> next) { concurrent->async(std::move(next)); };
+    const Hop toGlobal = [](std::function<void()> next) { DispatchQueue::global()->async(std::move(next)); };
+    const Hop toMain = [](std::function<void()> next) { DispatchQueue::main()->async(std::move(next)); };
+    // A request's completion handler, which runs on a worker once its operation finished.
+    const Hop toCompletion = [operations](std::function<void()> next) {
+        auto operation = bdx::BlockOperation::blockOperationWithBlock([] {});
+        operation->setCompletionBlock(std::move(next));
+        operations->addOperation(operation);
+    };
+    const struct {
+        const char* route;
+        std::vector<Hop> hops;
+    } routes[] = {
+        {"one serial queue", {toSerial}},
+        {"global, concurrent, serial", {toGlobal, toConcurrent, toSerial}},
+        {"main, global, main", {toMain, toGlobal, toMain}},
+        {"a completion handler, then a serial queue", {toCompletion, toSerial}},
+        {"a long chain", std::vector<Hop>(24, toSerial)},
+    };
+    for (const auto& route : routes) {
+        SCOPED_TRACE(route.route);
+        double start = clock->monotonicNow();
+        std::mutex mutex;
+        std::vector<double> retries;
+        // Retries after e^1, e^2 and e^3 seconds, each scheduled at the end of the route the previous
+        // attempt's result travels.
+        std::function<void(int)> attempt = [&](int n) {
+            std::function<void()> scheduleRetry = [&, n] {
+                if (n > 3) {
+                    return;
+                }
+                serial->after(std::exp(n), [&, n] {
+                    {
+                        std::lock_guard<std::mutex> lock(mutex);
+                        retries.push_back(clock->monotonicNow() - start);
+                    }
+                    attempt(n + 1);
+                });
+            };
+            for (auto hop = route.hops.rbegin(); hop != route.hops.rend(); ++hop) {
+                scheduleRetry = [hop = *hop, next = std::move(scheduleRetry)] { hop(next); };
+            }
+            scheduleRetry();
+        };
+        DispatchQueue::global()->after(1, [&] { attempt(1); });
+        bdx::testing::advance(60);
+        std::lock_guard<std::mutex> lock(mutex);
+        ASSERT_EQ(retries.size(), 3u);
+        // Exact up to the rounding of adding deadlines on the monotonic scale.
+        EXPECT_NEAR(retries[0], 1 + std::exp(1), 1e-9);
+        EXPECT_NEAR(retries[1], 1 + std::exp(1) + std::exp(2), 1e-9);
+        EXPECT_NEAR(retries[2], 1 + std::exp(1) + std::exp(2) + std::exp(3), 1e-9);
+    }
 }
 
 TEST_F(VirtualClockTest, NothingOfAFinishedTestFiresInTheNext) {
