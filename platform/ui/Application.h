@@ -144,7 +144,7 @@ class Application : public Responder, public KeyValueObservable {
     StatusBarStyle statusBarStyle_ = StatusBarStyle::Default;
     bool statusBarHidden_ = false;
     std::atomic<bool> networkActivityIndicatorVisible_{false};
-    std::mutex indicatorMutex_;
+    std::recursive_mutex indicatorMutex_;
     mutable std::mutex backgroundTasksMutex_;
     BackgroundTaskIdentifier nextTask_ = 1;
     std::map<BackgroundTaskIdentifier, BackgroundTask> backgroundTasks_;

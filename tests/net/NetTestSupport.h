@@ -12,43 +12,47 @@
 #include <thread>
 #include <vector>
 
+#include "foundation/DispatchQueue.h"
 #include "foundation/RunLoop.h"
 #include "platform/net/URLSession.h"
 
-namespace bdx::net::testing {
+namespace bdx::testing {
 
 // A session delegate that writes down every event with the thread it arrived on, and lets a test wait
 // for a condition on what it wrote down.
-class RecordingDelegate : public URLSessionDelegate {
+class RecordingDelegate : public net::URLSessionDelegate {
   public:
     struct Completion {
         unsigned long task = 0;
         std::optional<Error> error;
-        std::shared_ptr<const URLResponse> response;
+        std::shared_ptr<const net::URLResponse> response;
     };
 
-    void didReceiveResponse(const std::shared_ptr<URLSession>&,
-                            const std::shared_ptr<URLSessionDataTask>& task,
-                            const std::shared_ptr<const URLResponse>& response) override {
+    void didReceiveResponse(const std::shared_ptr<net::URLSession>&,
+                            const std::shared_ptr<net::URLSessionDataTask>& task,
+                            const std::shared_ptr<const net::URLResponse>& response) override {
         record([&] { responses[task->taskIdentifier()] = response; });
     }
-    void didReceiveData(const std::shared_ptr<URLSession>&, const std::shared_ptr<URLSessionDataTask>& task,
-                        const Data& data) override {
+    void didReceiveData(const std::shared_ptr<net::URLSession>&,
+                        const std::shared_ptr<net::URLSessionDataTask>& task, const Data& data) override {
         record([&] { chunks[task->taskIdentifier()].push_back(data); });
     }
-    void didSendBodyData(const std::shared_ptr<URLSession>&, const std::shared_ptr<URLSessionTask>& task,
-                         std::int64_t, std::int64_t total, std::int64_t) override {
+    void didSendBodyData(const std::shared_ptr<net::URLSession>&,
+                         const std::shared_ptr<net::URLSessionTask>& task, std::int64_t, std::int64_t total,
+                         std::int64_t) override {
         record([&] { sent[task->taskIdentifier()] = total; });
     }
-    void didCompleteWithError(const std::shared_ptr<URLSession>&, const std::shared_ptr<URLSessionTask>& task,
+    void didCompleteWithError(const std::shared_ptr<net::URLSession>&,
+                              const std::shared_ptr<net::URLSessionTask>& task,
                               const std::optional<Error>& error) override {
         record([&] {
             completions.push_back({task->taskIdentifier(), error, task->response()});
             ++completionsOf[task->taskIdentifier()];
         });
     }
-    void didBecomeInvalidWithError(const std::shared_ptr<URLSession>&, const std::optional<Error>&) override {
-        record([&] { invalidated = true; });
+    void didBecomeInvalidWithError(const std::shared_ptr<net::URLSession>& session,
+                                   const std::optional<Error>&) override {
+        record([&] { invalidated.insert(session.get()); });
     }
 
     // Waits (up to a generous limit) until `done` holds; true when it did.
@@ -71,10 +75,11 @@ class RecordingDelegate : public URLSessionDelegate {
     std::condition_variable changed;
     std::vector<Completion> completions;
     std::map<unsigned long, int> completionsOf;
-    std::map<unsigned long, std::shared_ptr<const URLResponse>> responses;
+    std::map<unsigned long, std::shared_ptr<const net::URLResponse>> responses;
     std::map<unsigned long, std::vector<Data>> chunks;
     std::map<unsigned long, std::int64_t> sent;
-    bool invalidated = false;
+    std::set<const net::URLSession*> invalidated;
+    std::set<std::string> labels;
     std::set<std::thread::id> threads;
     bool onMainThread = false;
 
@@ -85,10 +90,11 @@ class RecordingDelegate : public URLSessionDelegate {
             std::lock_guard lock(mutex);
             change();
             threads.insert(std::this_thread::get_id());
+            labels.insert(DispatchQueue::currentLabel());
             onMainThread = onMainThread || isMainThread();
         }
         changed.notify_all();
     }
 };
 
-}  // namespace bdx::net::testing
+}  // namespace bdx::testing

@@ -61,10 +61,11 @@ TEST(URLSessionTest, InvalidationRefusesNewTasksAndIsReportedOnceTheLastTaskEnds
     session->finishTasksAndInvalidate();
     EXPECT_EQ(session->dataTaskWithRequest(URLRequest("http://127.0.0.1:9/")), nullptr);
     session->delegateQueue()->sync([] {});
-    EXPECT_FALSE(delegate->invalidated) << "reported while a task was still outstanding";
+    EXPECT_FALSE(delegate->invalidated.contains(session.get()))
+        << "reported while a task was still outstanding";
 
     session->invalidateAndCancel();
-    ASSERT_TRUE(delegate->waitFor([&] { return delegate->invalidated; }));
+    ASSERT_TRUE(delegate->waitFor([&] { return delegate->invalidated.contains(session.get()); }));
     std::lock_guard lock(delegate->mutex);
     ASSERT_EQ(delegate->completions.size(), 1u);
     EXPECT_EQ(delegate->completions[0].error->code(), URLErrorCode::cancelled);
