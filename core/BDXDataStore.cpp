@@ -11,8 +11,10 @@
 #include "core/BDXFeatures.h"
 #include "core/BDXSingleton.h"
 #include "foundation/Console.h"
+#include "foundation/NumericCompare.h"
 #include "foundation/UserDefaults.h"
 #include "persistence/BDXDiskPersistenceManager.h"
+#include "transport/BDXServerManager.h"
 
 namespace {
 
@@ -41,7 +43,14 @@ void runHostBlock(const std::function<void()>& block) {
 }  // namespace
 
 std::shared_ptr<BDXDataStore> BDXDataStore::getInstance() {
-    return singleton().get([] { return std::make_shared<BDXDataStore>(); });
+    return singleton().get([] {
+        auto store = std::make_shared<BDXDataStore>();
+        // The check needs the store as a shared delegate, which the constructor cannot hand out.
+        if (BDXInspector::isDebuggerAttached()) {
+            store->checkLatestSDKVersion();
+        }
+        return store;
+    });
 }
 
 void BDXDataStore::destroy() {
@@ -49,9 +58,6 @@ void BDXDataStore::destroy() {
 }
 
 BDXDataStore::BDXDataStore() : viewHierarchyLog_(std::make_shared<const bdx::Value>(bdx::Value::array())) {
-    if (BDXInspector::isDebuggerAttached()) {
-        checkLatestSDKVersion();
-    }
     dataStoreQueue_ =
         bdx::DispatchQueue::create("com.BDX.DataStoreQueue", bdx::DispatchQueue::Attribute::Concurrent);
     preSendingHandlerQueue_ =
@@ -62,7 +68,28 @@ BDXDataStore::BDXDataStore() : viewHierarchyLog_(std::make_shared<const bdx::Val
 
 BDXDataStore::~BDXDataStore() = default;
 
-void BDXDataStore::checkLatestSDKVersion() {}
+void BDXDataStore::checkLatestSDKVersion() {
+    BDXServerManager::getInstance()->pushRequest(std::make_shared<BDXSDKVersionRequest>(weak_from_this()));
+}
+
+void BDXDataStore::SDKVersionRequestDone(const std::shared_ptr<BDXSDKVersionRequest>& request, bool isSuccess,
+                                         const bdx::Value& response, const std::optional<bdx::Error>&) {
+    BDXServerManager::getInstance()->handleRequest(request);
+    if (!isSuccess || !request || request->failures() != 0) {
+        return;
+    }
+    const auto latest = response.is_object() ? response.find("latest_version") : response.end();
+    if (latest == response.end() || !latest->is_string()) {
+        return;
+    }
+    const std::string latestVersion = latest->get<std::string>();
+    if (bdx::compareNumerically(latestVersion, BDXInspector::getSDKVersion()) > 0) {
+        BDXSDKLogDebug(
+            "Version %@ of Brindlex is available! Please update to the latest version of the SDK to get "
+            "all the features. See what changed at %@",
+            latestVersion, std::string(kChangelogURL));
+    }
+}
 
 std::string BDXDataStore::appToken() {
     std::lock_guard<std::mutex> guard(mutex_);

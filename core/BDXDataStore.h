@@ -11,10 +11,11 @@
 #include "foundation/Data.h"
 #include "foundation/DispatchQueue.h"
 #include "foundation/Value.h"
+#include "transport/BDXSDKVersionRequest.h"
 
 // State the whole library shares: the application token, the host's pre-sending hook, the files that go
 // with every report, and a few flags.
-class BDXDataStore {
+class BDXDataStore : public BDXSDKVersionRequestDelegate, public std::enable_shared_from_this<BDXDataStore> {
   public:
     static std::shared_ptr<BDXDataStore> getInstance();
     static void destroy();
@@ -63,7 +64,17 @@ class BDXDataStore {
 
     std::shared_ptr<bdx::DispatchQueue> kBDXBackgroundQueue() const { return backgroundQueue_; }
 
+    // The end of the version check made at start while a debugger is attached: hands the request back to
+    // the server manager, and when the service knows a newer version than this one says so in the debug
+    // log. A failed check stays silent and is not retried.
+    void SDKVersionRequestDone(const std::shared_ptr<BDXSDKVersionRequest>& request, bool isSuccess,
+                               const bdx::Value& response, const std::optional<bdx::Error>& error) override;
+
+    // Where the service lists what changed in each version of the SDK.
+    static constexpr const char* kChangelogURL = "https://docs.brindlex.com/sdk/changelog";
+
   private:
+    // Pushes a version check with this store as its delegate.
     void checkLatestSDKVersion();
 
     mutable std::mutex mutex_;

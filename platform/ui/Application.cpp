@@ -149,24 +149,45 @@ void Application::changeKeyboardFrame(const gfx::Rect& frame) {
     postNotification(UIKeyboardDidChangeFrameNotification, nullptr, {{UIKeyboardFrameEndUserInfoKey, frame}});
 }
 
+void Application::setNetworkActivityIndicatorVisible(bool visible) {
+    // Serialised so that observers hear changes in the order they were made.
+    std::lock_guard lock(indicatorMutex_);
+    const bool old = networkActivityIndicatorVisible_.exchange(visible);
+    if (old != visible) {
+        notifyObservers(kNetworkActivityIndicatorVisibleKey, old, visible);
+    }
+}
+
+std::any Application::valueForKey(const std::string& key) const {
+    if (key == kNetworkActivityIndicatorVisibleKey) {
+        return isNetworkActivityIndicatorVisible();
+    }
+    return {};
+}
+
 BackgroundTaskIdentifier Application::beginBackgroundTaskWithName(const std::string& name,
                                                                   std::function<void()> expirationHandler) {
+    std::lock_guard lock(backgroundTasksMutex_);
     const BackgroundTaskIdentifier identifier = nextTask_++;
     backgroundTasks_[identifier] = BackgroundTask{name, std::move(expirationHandler), false};
     return identifier;
 }
 
 void Application::endBackgroundTask(BackgroundTaskIdentifier identifier) {
+    std::unique_lock lock(backgroundTasksMutex_);
     if (backgroundTasks_.erase(identifier) == 0) {
+        lock.unlock();
         platformLog("ui", "endBackgroundTask: no running background task " + std::to_string(identifier));
     }
 }
 
 bool Application::isBackgroundTaskRunning(BackgroundTaskIdentifier identifier) const {
+    std::lock_guard lock(backgroundTasksMutex_);
     return backgroundTasks_.contains(identifier);
 }
 
 std::vector<BackgroundTaskIdentifier> Application::runningBackgroundTasks() const {
+    std::lock_guard lock(backgroundTasksMutex_);
     std::vector<BackgroundTaskIdentifier> running;
     for (const auto& [identifier, task] : backgroundTasks_) {
         running.push_back(identifier);
@@ -175,14 +196,20 @@ std::vector<BackgroundTaskIdentifier> Application::runningBackgroundTasks() cons
 }
 
 void Application::expireBackgroundTasks() {
-    // Handlers usually end their task, which changes the table: walk a list of identifiers.
+    // Handlers usually end their task, which changes the table: walk a list of identifiers, and call
+    // each handler without the lock held.
     for (BackgroundTaskIdentifier identifier : runningBackgroundTasks()) {
-        auto task = backgroundTasks_.find(identifier);
-        if (task == backgroundTasks_.end() || task->second.expired) {
-            continue;
+        std::function<void()> handler;
+        {
+            std::lock_guard lock(backgroundTasksMutex_);
+            auto task = backgroundTasks_.find(identifier);
+            if (task == backgroundTasks_.end() || task->second.expired) {
+                continue;
+            }
+            task->second.expired = true;
+            handler = task->second.expirationHandler;
         }
-        task->second.expired = true;
-        if (auto handler = task->second.expirationHandler) {
+        if (handler) {
             handler();
         }
     }

@@ -1,11 +1,14 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
+#include "foundation/KeyValueObservable.h"
 #include "platform/gfx/Geometry.h"
 #include "platform/ui/Responder.h"
 
@@ -35,9 +38,19 @@ inline constexpr BackgroundTaskIdentifier UIBackgroundTaskInvalid = 0;
 // keyboard through the calls below, which post the platform's notifications, and it sends events
 // with sendEvent, which goes through the method table ("sendEvent:") so that hooks see every event.
 //
-// Main thread only, like the rest of the model.
-class Application : public Responder {
+// Main thread only, like the rest of the model, except background tasks and the network activity
+// indicator, which the transfer machinery drives from its own queues: those are safe from any thread.
+//
+// Background tasks on Linux: no system grants or withdraws background time, so a task runs until it
+// is ended; its expiration handler runs only when the host calls expireBackgroundTasks (say, when its
+// own shutdown deadline is near).
+//
+// The indicator is observable: observers of kNetworkActivityIndicatorVisibleKey hear each change of
+// its value (the old and new bool), on the thread that set it.
+class Application : public Responder, public KeyValueObservable {
   public:
+    static constexpr const char* kNetworkActivityIndicatorVisibleKey = "networkActivityIndicatorVisible";
+
     static std::shared_ptr<Application> sharedApplication();
     // Drops the shared instance (tests).
     static void reset();
@@ -89,8 +102,9 @@ class Application : public Responder {
     bool isStatusBarHidden() const { return statusBarHidden_; }
     void setStatusBarHidden(bool hidden) { statusBarHidden_ = hidden; }
 
-    bool isNetworkActivityIndicatorVisible() const { return networkActivityIndicatorVisible_; }
-    void setNetworkActivityIndicatorVisible(bool visible) { networkActivityIndicatorVisible_ = visible; }
+    bool isNetworkActivityIndicatorVisible() const { return networkActivityIndicatorVisible_.load(); }
+    void setNetworkActivityIndicatorVisible(bool visible);
+    std::any valueForKey(const std::string& key) const override;
 
     // Background tasks: begin gives a new identifier (never UIBackgroundTaskInvalid); end with an
     // identifier that is not running is logged and ignored.
@@ -129,7 +143,9 @@ class Application : public Responder {
     InterfaceOrientation orientation_ = InterfaceOrientation::Portrait;
     StatusBarStyle statusBarStyle_ = StatusBarStyle::Default;
     bool statusBarHidden_ = false;
-    bool networkActivityIndicatorVisible_ = false;
+    std::atomic<bool> networkActivityIndicatorVisible_{false};
+    std::recursive_mutex indicatorMutex_;
+    mutable std::mutex backgroundTasksMutex_;
     BackgroundTaskIdentifier nextTask_ = 1;
     std::map<BackgroundTaskIdentifier, BackgroundTask> backgroundTasks_;
 };
