@@ -7,6 +7,7 @@
 #include "core/BDXUser.h"
 #include "foundation/StringWithFormat.h"
 #include "persistence/BDXCacheManager.h"
+#include "transport/BDXServerManager.h"
 
 namespace {
 
@@ -82,7 +83,11 @@ bool BDXUUIDMigration::initWithDictionary(const bdx::Value& dictionary) {
     return true;
 }
 
-void BDXUUIDMigration::send() {}
+void BDXUUIDMigration::send() {
+    auto self = std::static_pointer_cast<BDXUUIDMigration>(shared_from_this());
+    auto request = std::make_shared<BDXUUIDMigrationRequest>(self, self);
+    BDXServerManager::getInstance()->pushRequest(request);
+}
 
 void BDXUUIDMigration::save() {
     BDXCacheManager::getInstance()->saveCacheModel(shared_from_this());
@@ -97,7 +102,8 @@ std::string BDXUUIDMigration::description() const {
     return bdx::stringWithFormat("<BDXUUIDMigration: %@ -> %@>", oldUUID_, theNewUUID_);
 }
 
-void BDXUUIDMigration::UUIDMigraionRequestDone(bool isSuccess) {
+void BDXUUIDMigration::UUIDMigraionRequestDone(const std::shared_ptr<BDXUUIDMigrationRequest>& request,
+                                               bool isSuccess) {
     if (isSuccess) {
         isSent_.store(true);
         remove();
@@ -106,4 +112,5 @@ void BDXUUIDMigration::UUIDMigraionRequestDone(bool isSuccess) {
         defaults->setName(theNewName());
         BDXUser().generateNewUUIDFromCurrentState();
     }
+    BDXServerManager::getInstance()->handleRequest(request);
 }

@@ -6,11 +6,12 @@
 #include <string>
 
 #include "persistence/BDXCachable.h"
+#include "transport/BDXUUIDMigrationRequest.h"
 
 // A persisted request to the service to move a user's data from an old identifier to a new one. It waits
 // in its cache until the service confirms, across relaunches; only then do the new email and name take
 // effect.
-class BDXUUIDMigration : public BDXCachable {
+class BDXUUIDMigration : public BDXCachable, public BDXUUIDMigrationRequestDelegate {
     BDX_DECLARE_CLASS(BDXUUIDMigration, bdx::Object)
 
   public:
@@ -41,7 +42,8 @@ class BDXUUIDMigration : public BDXCachable {
 
     // The answer of the service: on success the migration leaves its cache and the new identity is applied;
     // in every case the request is done. On failure the migration stays and is sent again at the next start.
-    void UUIDMigraionRequestDone(bool isSuccess);
+    void UUIDMigraionRequestDone(const std::shared_ptr<BDXUUIDMigrationRequest>& request,
+                                 bool isSuccess) override;
 
   private:
     mutable std::mutex mutex_;
