@@ -2,86 +2,61 @@
 
 #include <nlohmann/json.hpp>
 
-#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
 #include "foundation/ClassRegistry.h"
-#include "foundation/Data.h"
-#include "foundation/Date.h"
 #include "foundation/TaggedValue.h"
 #include "persistence/BDXCachable.h"
 #include "persistence/BDXCache.h"
 #include "persistence/BDXCacheManager.h"
+#include "testing/SandboxTest.h"
 
 namespace bdx::testing {
 
-// Which notes were sent, in order, from any thread.
-class SendJournal {
-  public:
-    static void add(const std::string& identifier) {
-        std::lock_guard guard(mutex());
-        entries().push_back(identifier);
-    }
-    static std::vector<std::string> sent() {
-        std::lock_guard guard(mutex());
-        return entries();
-    }
-    static void clear() {
-        std::lock_guard guard(mutex());
-        entries().clear();
-    }
+// The identifiers of the notes sent so far, in order, from any thread.
+inline std::mutex gSentMutex;
+inline std::vector<std::string> gSent;
+inline std::vector<std::string> sentNotes() {
+    std::lock_guard guard(gSentMutex);
+    return gSent;
+}
 
-  private:
-    static std::mutex& mutex() {
-        static std::mutex m;
-        return m;
-    }
-    static std::vector<std::string>& entries() {
-        static std::vector<std::string> e;
-        return e;
-    }
-};
-
-// A small cached model with a date and bytes in its record. Two notes are equal when their texts are.
+// A small cached model with a date and bytes in its record. Notes are equal when their texts are; a record
+// without an identifier makes no note.
 class NoteModel : public BDXCachable {
     BDX_DECLARE_CLASS(NoteModel, bdx::Object)
 
   public:
     NoteModel() = default;
-    NoteModel(std::string identifier, std::string text, bdx::Date date = bdx::Date(),
-              bdx::Data bytes = bdx::Data())
+    NoteModel(std::string identifier, std::string text, Date date = Date(), Data bytes = Data())
         : identifier_(std::move(identifier)), text_(std::move(text)), date_(date), bytes_(std::move(bytes)) {}
-
     static std::shared_ptr<NoteModel> make(const std::string& identifier, const std::string& text = "") {
         return std::make_shared<NoteModel>(identifier, text.empty() ? identifier : text);
     }
 
-    bdx::Value dictionaryValue() const override {
-        bdx::Value record = bdx::Value::object();
-        record[coderNameForSelector("identifier")] = identifier_;
-        record[coderNameForSelector("text")] = text_;
-        record[coderNameForSelector("date")] = bdx::TaggedValue::fromDate(date_);
-        record[coderNameForSelector("bytes")] = bdx::TaggedValue::fromData(bytes_);
-        return record;
+    Value dictionaryValue() const override {
+        return {{coderNameForSelector("identifier"), identifier_},
+                {coderNameForSelector("text"), text_},
+                {coderNameForSelector("date"), TaggedValue::fromDate(date_)},
+                {coderNameForSelector("bytes"), TaggedValue::fromData(bytes_)}};
     }
-    // A record without an identifier makes no note.
-    bool initWithDictionary(const bdx::Value& record) override {
-        auto identifier = record.find(coderNameForSelector("identifier"));
-        if (identifier == record.end() || !identifier->is_string()) {
+    bool initWithDictionary(const Value& record) override {
+        if (!record.contains(coderNameForSelector("identifier"))) {
             return false;
         }
-        identifier_ = identifier->get<std::string>();
+        identifier_ = record.at(coderNameForSelector("identifier")).get<std::string>();
         text_ = record.value(coderNameForSelector("text"), std::string());
-        date_ = bdx::TaggedValue::toDate(record.value(coderNameForSelector("date"), bdx::Value()))
-                    .value_or(bdx::Date());
-        bytes_ = bdx::TaggedValue::toData(record.value(coderNameForSelector("bytes"), bdx::Value()))
-                     .value_or(bdx::Data());
+        date_ = TaggedValue::toDate(record.value(coderNameForSelector("date"), Value())).value_or(Date());
+        bytes_ = TaggedValue::toData(record.value(coderNameForSelector("bytes"), Value())).value_or(Data());
         return true;
     }
-    void send() override { SendJournal::add(identifier_); }
+    void send() override {
+        std::lock_guard guard(gSentMutex);
+        gSent.push_back(identifier_);
+    }
     void save() override { BDXCacheManager::getInstance()->saveCacheModel(shared_from_this()); }
     void remove() override { BDXCacheManager::getInstance()->removeCacheModel(shared_from_this()); }
     bool isFullySent() const override { return false; }
@@ -91,16 +66,13 @@ class NoteModel : public BDXCachable {
         return note != nullptr && note->text_ == text_;
     }
 
-    void setText(std::string text) { text_ = std::move(text); }
-    const std::string& text() const { return text_; }
-    bdx::Date date() const { return date_; }
-    const bdx::Data& bytes() const { return bytes_; }
-
   private:
     std::string identifier_;
+
+  public:
     std::string text_;
-    bdx::Date date_;
-    bdx::Data bytes_;
+    Date date_;
+    Data bytes_;
 };
 
 // The cache of notes, in a file named after the cache class.
@@ -110,6 +82,21 @@ class NoteCache : public BDXCache {
   public:
     explicit NoteCache(bool shouldForceWrite = false) : BDXCache(shouldForceWrite) {}
     std::string cacheDiskPath() const override { return BDXCache::cacheDiskPath() + "/" + className(); }
+};
+
+// A sandbox where notes are known by their class name, and none sent yet.
+class CacheTest : public SandboxTest {
+  protected:
+    void SetUp() override {
+        SandboxTest::SetUp();
+        ClassRegistry::registerClass<NoteModel>();
+        std::lock_guard guard(gSentMutex);
+        gSent.clear();
+    }
+    void TearDown() override {
+        ClassRegistry::unregisterClass("NoteModel");
+        SandboxTest::TearDown();
+    }
 };
 
 // The identifiers of the models, in list order.
