@@ -3,6 +3,7 @@
 #include "Logging/BDXSDKDebugInfoLogger.h"
 #include "core/BDXColors.h"
 #include "core/BDXDefaults.h"
+#include "foundation/Error.h"
 
 namespace {
 const char* const kMarkdownLinkPattern = R"(\[([^\]]+)\]\(([^\]]+)\))";
@@ -32,10 +33,10 @@ BDXAttributedString BDXMarkdownLinkDetector::findMatchesAndStripInText(const std
 
 std::optional<BDXTextMatch> BDXMarkdownLinkDetector::findMatchInText(const std::string& text,
                                                                      const std::string& withPattern) {
-    std::string error;
+    bdx::Error error;
     const auto expression = bdx::RegularExpression::make(withPattern, &error);
     if (!expression) {
-        BDXSDKLogError("Could not compile the pattern %@: %@", withPattern, error);
+        BDXSDKLogError("Could not compile the pattern %@: %@", withPattern, error.localizedDescription());
         return std::nullopt;
     }
     return expression->firstMatch(text);

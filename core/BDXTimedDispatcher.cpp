@@ -1,5 +1,7 @@
 #include "core/BDXTimedDispatcher.h"
 
+#include <limits>
+
 #include "core/BDXSingleton.h"
 
 namespace {
@@ -25,9 +27,13 @@ void BDXTimedDispatcher::dispatchAfter(bdx::DispatchTime when, const std::shared
         }
         toBeDispatchedBlocks_->setObject(std::move(block), ID);
     }
+    const double delay = bdx::secondsUntil(when);
+    if (delay == std::numeric_limits<double>::infinity()) {
+        return;  // never due: the identifier stays taken, as a block that never runs keeps it
+    }
     // The identifier is removed only after the block ran, so that the same identifier asked for from
     // inside the block is dropped as well.
-    On->asyncAfter(when, [pending = toBeDispatchedBlocks_, ID] {
+    On->after(delay, [pending = toBeDispatchedBlocks_, ID] {
         // Removed even when the block throws, or the identifier would be taken for good.
         struct RemoveWhenDone {
             const std::shared_ptr<BDXSafeMutableDictionary<std::string, std::function<void()>>>& pending;

@@ -15,8 +15,8 @@ class BDXTimedDispatcher {
   public:
     static std::shared_ptr<BDXTimedDispatcher> sharedDispatcher();
 
-    // Runs `block` on `On` at the absolute time `when` (see bdx::dispatchTime) unless a block with the
-    // same identifier is pending.
+    // Runs `block` on `On` at the absolute time `when` (see bdx::dispatchTime; a time already past runs
+    // it at once, bdx::kDispatchTimeForever never) unless a block with the same identifier is pending.
     void dispatchAfter(bdx::DispatchTime when, const std::shared_ptr<bdx::DispatchQueue>& On,
                        const std::string& ID, std::function<void()> block);
 

@@ -1,14 +1,16 @@
 #include "core/BDXUser.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
-#include <random>
+#include <cstdint>
 
 #include "Logging/BDXInspector.h"
 #include "Logging/BDXSDKDebugInfoLogger.h"
 #include "core/BDXDefaults.h"
 #include "core/BDXValidationHelper.h"
 #include "persistence/BDXUUIDMigration.h"
+#include "platform/host/RandomBytes.h"
 #include "reports/BDXSnapshotManager.h"
 
 namespace {
@@ -88,11 +90,21 @@ bool BDXUser::hasRecentActivity() const {
 
 void BDXUser::generateNewUUIDForTest() {
     static constexpr char kAlphabet[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
-    thread_local std::mt19937 generator{std::random_device{}()};
-    std::uniform_int_distribution<std::size_t> pick(0, sizeof kAlphabet - 2);
+    constexpr std::size_t kLetters = sizeof kAlphabet - 1;
+    // Bytes at or above the last whole multiple of the alphabet are drawn again, so that every
+    // letter is as likely as any other.
+    constexpr std::size_t kUsable = 256 / kLetters * kLetters;
     std::string uuid;
-    for (int i = 0; i < 20; ++i) {
-        uuid += kAlphabet[pick(generator)];
+    while (uuid.size() < 20) {
+        std::array<std::uint8_t, 32> bytes{};
+        if (!bdx::host::randomBytes(bytes.data(), bytes.size())) {
+            break;
+        }
+        for (std::uint8_t byte : bytes) {
+            if (byte < kUsable && uuid.size() < 20) {
+                uuid += kAlphabet[byte % kLetters];
+            }
+        }
     }
     BDXDefaults::getInstance()->setSavedUUID(uuid);
 }

@@ -3,6 +3,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 
 #include "foundation/Console.h"
 
@@ -24,6 +25,18 @@ void ConcurrencyLog::error(const char* format, ...) {
     va_start(args, format);
     writeLine(format, args);
     va_end(args);
+}
+
+bool ConcurrencyLog::runGuarded(const char* edge, const std::function<void()>& work) noexcept {
+    try {
+        work();
+        return true;
+    } catch (const std::exception& e) {
+        error("An exception escaped %s and was dropped: %s", edge, e.what());
+    } catch (...) {
+        error("An exception escaped %s and was dropped", edge);
+    }
+    return false;
 }
 
 void ConcurrencyLog::fatal(const char* format, ...) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 namespace bdx {
 
 // Where the queues, timers and operations report what goes wrong: an exception that escaped a block,
@@ -11,6 +13,10 @@ class ConcurrencyLog {
     [[gnu::format(printf, 1, 2)]] static void error(const char* format, ...);
     // Logs one line and aborts the process: for errors that would otherwise hang it silently.
     [[noreturn, gnu::format(printf, 1, 2)]] static void fatal(const char* format, ...);
+    // Runs `work` behind an exception barrier, for code that the library runs at its edges (the host's
+    // handlers, callbacks, thread entries): whatever it throws is logged as a fault line naming
+    // `edge` and dropped, and the caller goes on. False when something was thrown.
+    static bool runGuarded(const char* edge, const std::function<void()>& work) noexcept;
 };
 
 }  // namespace bdx

@@ -133,7 +133,8 @@ void DeadlineScheduler::timerThreadLoop() {
         deadlines_.erase(first->first.second);
         entries_.erase(first);
         lock.unlock();
-        entry.queue->async(std::move(entry.block));
+        ConcurrencyLog::runGuarded("the timer thread",
+                                   [&entry] { entry.queue->async(std::move(entry.block)); });
         entry = Entry();
         lock.lock();
     }

@@ -3,6 +3,7 @@
 #include <condition_variable>
 #include <exception>
 #include <iterator>
+#include <limits>
 
 #include "foundation/Clock.h"
 #include "foundation/ConcurrencyLog.h"
@@ -119,6 +120,16 @@ DispatchTime dispatchTime(DispatchTime when, std::int64_t deltaNanoseconds) {
     return when + static_cast<DispatchTime>(deltaNanoseconds);
 }
 
+double secondsUntil(DispatchTime when) {
+    if (when == kDispatchTimeForever) {
+        return std::numeric_limits<double>::infinity();
+    }
+    if (when == kDispatchTimeNow) {
+        return 0;
+    }
+    return static_cast<double>(when) / 1e9 - Clock::current()->monotonicNow();
+}
+
 DispatchQueue::DispatchQueue(Token, std::string label, Role role, int priorityIndex)
     : label_(std::move(label)), role_(role), priorityIndex_(priorityIndex) {}
 
@@ -187,22 +198,6 @@ void DispatchQueue::after(double seconds, DispatchBlock block) {
     }
     double deadline = Clock::current()->monotonicNow() + seconds;
     DeadlineScheduler::shared().schedule(deadline, shared_from_this(), std::move(block));
-}
-
-void DispatchQueue::asyncAfter(DispatchTime deadline, DispatchBlock block) {
-    if (!block || deadline == kDispatchTimeForever) {
-        return;
-    }
-    if (deadline == kDispatchTimeNow) {
-        async(std::move(block));
-        return;
-    }
-    double seconds = static_cast<double>(deadline) / 1e9;
-    if (seconds <= Clock::current()->monotonicNow()) {
-        async(std::move(block));
-        return;
-    }
-    DeadlineScheduler::shared().schedule(seconds, shared_from_this(), std::move(block));
 }
 
 void DispatchQueue::submitToPool(DispatchBlock block, bool barrier) {

@@ -20,12 +20,16 @@ class WorkerPool;
 
 using DispatchBlock = std::function<void()>;
 
-// An absolute time for asyncAfter: nanoseconds on the monotonic scale of the installed clock.
+// An absolute time, as timed dispatch takes it: nanoseconds on the monotonic scale of the installed
+// clock.
 using DispatchTime = std::uint64_t;
 inline constexpr DispatchTime kDispatchTimeNow = 0;
 inline constexpr DispatchTime kDispatchTimeForever = ~DispatchTime{0};
 // `when` (kDispatchTimeNow for the present moment) moved by a signed number of nanoseconds.
 DispatchTime dispatchTime(DispatchTime when, std::int64_t deltaNanoseconds);
+// The seconds from now until `when` on the installed clock (0 or less once it passed);
+// kDispatchTimeForever gives infinity.
+double secondsUntil(DispatchTime when);
 
 namespace detail {
 
@@ -121,10 +125,8 @@ class DispatchQueue : public std::enable_shared_from_this<DispatchQueue> {
         syncInvoke(&invokeCallable<std::remove_reference_t<F>>,
                    const_cast<void*>(static_cast<const void*>(&block)), true);
     }
-    // Queues `block` once `seconds` have passed on the installed clock.
+    // Queues `block` once `seconds` have passed on the installed clock (at once for none or less).
     void after(double seconds, DispatchBlock block);
-    // Queues `block` at an absolute time (see dispatchTime); kDispatchTimeForever never runs it.
-    void asyncAfter(DispatchTime deadline, DispatchBlock block);
 
     const std::string& label() const { return label_; }
     bool isSerial() const { return role_ == Role::Serial || role_ == Role::Main; }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <utility>
 
 #include "foundation/ConcurrencyLog.h"
 #include "foundation/DispatchQueue.h"
@@ -37,6 +38,7 @@ void Operation::start() {
     if (!isReady()) {
         std::lock_guard<std::mutex> lock(mutex_);
         started_ = false;
+        startRefused_ = true;
         ConcurrencyLog::error("Operation \"%s\" was started before it was ready; ignored", name_.c_str());
         return;
     }
@@ -141,6 +143,11 @@ bool Operation::addDependent(const std::weak_ptr<Operation>& dependent) {
     return true;
 }
 
+bool Operation::takeStartRefusal() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return std::exchange(startRefused_, false);
+}
+
 bool Operation::markEnqueued() {
     std::lock_guard<std::mutex> lock(mutex_);
     if (enqueued_ || started_ || finished_) {
@@ -192,19 +199,40 @@ std::vector<std::shared_ptr<Operation>> Operation::dependencies() const {
 }
 
 void Operation::updateReadiness() {
-    std::vector<std::shared_ptr<Operation>> dependencies;
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        dependencies = dependencies_;
+        readinessStale_ = true;
+        if (decidingReadiness_) {
+            // The thread deciding now sees the change and decides again before it stores.
+            return;
+        }
+        decidingReadiness_ = true;
     }
-    // Dependencies are asked outside this operation's lock: their getters may take locks of their own.
-    bool ready =
-        isCancelled() || std::all_of(dependencies.begin(), dependencies.end(),
-                                     [](const std::shared_ptr<Operation>& d) { return d->isFinished(); });
-    if (ready_.exchange(ready) == ready) {
-        return;
+    // Only the deciding thread stores, so the value before is the one it found.
+    const bool before = ready_.load(std::memory_order_acquire);
+    bool ready;
+    for (;;) {
+        std::vector<std::shared_ptr<Operation>> dependencies;
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            readinessStale_ = false;
+            dependencies = dependencies_;
+        }
+        // Dependencies are asked outside this operation's lock: their getters may take locks of their own.
+        ready =
+            isCancelled() || std::all_of(dependencies.begin(), dependencies.end(),
+                                         [](const std::shared_ptr<Operation>& d) { return d->isFinished(); });
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (readinessStale_) {
+            continue;  // a dependency, a cancel or the list changed while deciding
+        }
+        ready_.store(ready, std::memory_order_release);
+        decidingReadiness_ = false;
+        break;
     }
-    notifyObservers("isReady", !ready, ready);
+    if (ready != before) {
+        notifyObservers("isReady", before, ready);
+    }
 }
 
 std::function<void()> Operation::completionBlock() const {

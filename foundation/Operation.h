@@ -82,6 +82,8 @@ class Operation : public KeyValueObservable, public std::enable_shared_from_this
     void handleFinished();
     bool addDependent(const std::weak_ptr<Operation>& dependent);
     bool markEnqueued();
+    // True once after start() refused to run the operation because it was not ready.
+    bool takeStartRefusal();
 
     mutable std::mutex mutex_;
     std::condition_variable finishedCondition_;
@@ -94,6 +96,10 @@ class Operation : public KeyValueObservable, public std::enable_shared_from_this
     bool started_ = false;
     bool finishHandled_ = false;
     bool enqueued_ = false;
+    bool startRefused_ = false;
+    // Readiness is decided by one thread at a time; a change meanwhile makes it decide again.
+    bool decidingReadiness_ = false;
+    bool readinessStale_ = false;
     int mainThreadWaiters_ = 0;
     std::function<void()> completionBlock_;
     std::string name_;

@@ -132,8 +132,28 @@ void OperationQueue::pump() {
             found->started = true;
             ++executing_;
         }
-        DispatchQueue::global()->async([queue = shared_from_this(), operation] { operation->start(); });
+        DispatchQueue::global()->async([queue = shared_from_this(), operation] {
+            operation->start();
+            if (operation->takeStartRefusal()) {
+                queue->startRefused(operation.get());
+            }
+        });
     }
+}
+
+void OperationQueue::startRefused(Operation* operation) {
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        auto found = std::find_if(entries_.begin(), entries_.end(),
+                                  [operation](const Entry& e) { return e.operation.get() == operation; });
+        if (found == entries_.end() || !found->started) {
+            return;
+        }
+        // Its place goes back; it is started again once it is ready.
+        found->started = false;
+        --executing_;
+    }
+    pump();
 }
 
 void OperationQueue::operationFinished(Operation* operation) {

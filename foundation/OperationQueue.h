@@ -65,6 +65,7 @@ class OperationQueue : public KeyValueObservable, public std::enable_shared_from
     };
     void pump();
     void operationFinished(Operation* operation);
+    void startRefused(Operation* operation);
     long widthLocked() const;
 
     mutable std::mutex mutex_;

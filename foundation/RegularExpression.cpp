@@ -4,6 +4,7 @@
 #include <unicode/utext.h>
 
 #include "foundation/Console.h"
+#include "foundation/Error.h"
 
 namespace bdx {
 
@@ -41,7 +42,7 @@ RegularExpression::RegularExpression(std::string pattern, std::unique_ptr<Compil
 
 RegularExpression::~RegularExpression() = default;
 
-std::shared_ptr<RegularExpression> RegularExpression::make(const std::string& pattern, std::string* error) {
+std::shared_ptr<RegularExpression> RegularExpression::make(const std::string& pattern, Error* error) {
     UErrorCode status = U_ZERO_ERROR;
     UParseError where{};
     TextHandle patternText = openUtf8(pattern, &status);
@@ -49,7 +50,10 @@ std::shared_ptr<RegularExpression> RegularExpression::make(const std::string& pa
     if (U_FAILURE(status) || !expression) {
         uregex_close(expression);
         if (error) {
-            *error = std::string(u_errorName(status)) + " at offset " + std::to_string(where.offset);
+            *error =
+                Error::withDescription(std::string(Error::CocoaErrorDomain), InvalidPatternErrorCode,
+                                       "The value \"" + pattern + "\" is invalid (" + u_errorName(status) +
+                                           " at offset " + std::to_string(where.offset) + ").");
         }
         return nullptr;
     }

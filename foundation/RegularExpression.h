@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -9,6 +10,8 @@
 #include <vector>
 
 namespace bdx {
+
+class Error;
 
 // A compiled regular expression (Perl syntax, UTF-8 aware), the stand-in for NSRegularExpression.
 // Matching never recurses on the stack, so a long text from the host cannot overflow a thread's
@@ -21,8 +24,12 @@ class RegularExpression {
         std::vector<std::optional<std::pair<std::size_t, std::size_t>>> ranges;
     };
 
-    // Nothing for an invalid pattern; `error` then tells why.
-    static std::shared_ptr<RegularExpression> make(const std::string& pattern, std::string* error = nullptr);
+    // The platform's code for a pattern that does not compile (in the Cocoa error domain).
+    static constexpr std::int64_t InvalidPatternErrorCode = 2048;
+
+    // Nothing for an invalid pattern; `error` then tells why (Cocoa domain, InvalidPatternErrorCode,
+    // a description naming the pattern and where it went wrong).
+    static std::shared_ptr<RegularExpression> make(const std::string& pattern, Error* error = nullptr);
 
     ~RegularExpression();
     RegularExpression(const RegularExpression&) = delete;

@@ -4,8 +4,8 @@
 
 #include <atomic>
 #include <chrono>
-#include <future>
 #include <thread>
+#include <unordered_map>
 
 #include "foundation/ConcurrencyLog.h"
 #include "foundation/ThreadIdentity.h"
@@ -21,6 +21,10 @@ struct EmbeddedMainThread {
     std::mutex mutex;
     std::thread thread;
     bool running = false;
+    // The start-up hand-shake: the new thread says it became the main thread.
+    std::mutex boundMutex;
+    std::condition_variable boundCondition;
+    bool bound = false;
     std::uint64_t previousToken = 0;
 };
 
@@ -31,6 +35,10 @@ EmbeddedMainThread& embedded() {
 
 thread_local std::shared_ptr<RunLoop> threadRunLoop;
 thread_local std::uint64_t threadRunLoopOwner = 0;
+
+// The wake-ups each thread has seen in waitForBlocks, per loop: a wake-up is news to every waiter, and
+// one waiter seeing it takes nothing from another.
+thread_local std::unordered_map<const RunLoop*, std::uint64_t> wakeUpsSeen;
 
 }  // namespace
 
@@ -83,7 +91,8 @@ void RunLoop::enqueue(detail::DispatchItem item) {
         condition_.notify_all();
     }
     if (handler && *handler) {
-        (*handler)();
+        // Host code, called on whatever thread submitted (the timer thread, a worker).
+        ConcurrencyLog::runGuarded("the host's wake-up handler", *handler);
     }
 }
 
@@ -137,15 +146,16 @@ std::size_t RunLoop::runUntilIdle() {
     }
     std::size_t count = 0;
     std::unique_lock<std::mutex> lock(mutex_);
-    wakeRequested_ = false;
+    runnerSeenWakeUps_ = wakeUps_;
     while (!pending_.empty()) {
         count += runBatch(lock);
     }
     return count;
 }
 
-void RunLoop::waitForBlocksOrWakeUp(std::unique_lock<std::mutex>& lock, double timeoutSeconds) {
-    auto ready = [this] { return !pending_.empty() || wakeRequested_; };
+void RunLoop::waitForBlocksOrWakeUp(std::unique_lock<std::mutex>& lock, double timeoutSeconds,
+                                    std::uint64_t& seenWakeUps) {
+    auto ready = [&] { return !pending_.empty() || wakeUps_ != seenWakeUps; };
     if (!ready()) {
         ++waiters_;
         WorkerPool::BlockingScope blocking;
@@ -156,7 +166,7 @@ void RunLoop::waitForBlocksOrWakeUp(std::unique_lock<std::mutex>& lock, double t
         }
         --waiters_;
     }
-    wakeRequested_ = false;
+    seenWakeUps = wakeUps_;
 }
 
 bool RunLoop::runOnce(double timeoutSeconds) {
@@ -164,7 +174,7 @@ bool RunLoop::runOnce(double timeoutSeconds) {
         return false;
     }
     std::unique_lock<std::mutex> lock(mutex_);
-    waitForBlocksOrWakeUp(lock, timeoutSeconds);
+    waitForBlocksOrWakeUp(lock, timeoutSeconds, runnerSeenWakeUps_);
     if (pending_.empty()) {
         return false;
     }
@@ -196,13 +206,13 @@ void RunLoop::stop() {
 
 void RunLoop::wakeUp() {
     std::lock_guard<std::mutex> lock(mutex_);
-    wakeRequested_ = true;
+    ++wakeUps_;
     condition_.notify_all();
 }
 
 bool RunLoop::waitForBlocks(double timeoutSeconds) {
     std::unique_lock<std::mutex> lock(mutex_);
-    waitForBlocksOrWakeUp(lock, timeoutSeconds);
+    waitForBlocksOrWakeUp(lock, timeoutSeconds, wakeUpsSeen[this]);
     return !pending_.empty();
 }
 
@@ -262,15 +272,24 @@ void RunLoop::startEmbeddedMainThread() {
         return;
     }
     state.previousToken = mainThreadToken.load();
-    std::promise<void> bound;
-    auto boundFuture = bound.get_future();
-    state.thread = std::thread([&bound] {
+    {
+        std::lock_guard<std::mutex> bound(state.boundMutex);
+        state.bound = false;
+    }
+    // The hand-shake lives in the state, which is never destroyed: nothing on this stack is left for
+    // the new thread to touch once it said it is the main thread.
+    state.thread = std::thread([&state] {
         pthread_setname_np(pthread_self(), "bdx.main");
         mainThreadToken.store(ThreadIdentity::token(), std::memory_order_release);
-        bound.set_value();
-        RunLoop::main().run();
+        {
+            std::lock_guard<std::mutex> bound(state.boundMutex);
+            state.bound = true;
+        }
+        state.boundCondition.notify_all();
+        ConcurrencyLog::runGuarded("the embedded main thread", [] { RunLoop::main().run(); });
     });
-    boundFuture.wait();
+    std::unique_lock<std::mutex> bound(state.boundMutex);
+    state.boundCondition.wait(bound, [&state] { return state.bound; });
     state.running = true;
 }
 

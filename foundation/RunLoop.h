@@ -1,6 +1,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -42,7 +43,9 @@ class RunLoop {
     // Makes a waiting runOnce() return, even with no block to run.
     void wakeUp();
     // Waits up to `timeoutSeconds` of real time (negative: without limit) until a block is pending or
-    // wakeUp() is called, without running anything. True when a block is pending.
+    // wakeUp() is called, without running anything. True when a block is pending. Each thread sees
+    // each wake-up once here (a wake-up made before its first wait included), and takes nothing from
+    // the loop's own thread in runOnce, nor from other waiters.
     bool waitForBlocks(double timeoutSeconds);
     bool hasPendingBlocks() const;
     // True while the loop runs one of its blocks.
@@ -79,9 +82,11 @@ class RunLoop {
     friend class DispatchQueue;
     void enqueue(detail::DispatchItem item);
     bool mayRunHere();
-    // Waits, with `lock` held on mutex_, until a block is pending or wakeUp() was called, or the
-    // timeout (negative: none) passes; consumes the wake-up request.
-    void waitForBlocksOrWakeUp(std::unique_lock<std::mutex>& lock, double timeoutSeconds);
+    // Waits, with `lock` held on mutex_, until a block is pending or a wake-up came that `seenWakeUps`
+    // (the waiter's own count) has not seen, or the timeout (negative: none) passes; then marks every
+    // wake-up so far as seen.
+    void waitForBlocksOrWakeUp(std::unique_lock<std::mutex>& lock, double timeoutSeconds,
+                               std::uint64_t& seenWakeUps);
     std::size_t runBatch(std::unique_lock<std::mutex>& lock);
 
     const bool servesMainQueue_;
@@ -90,7 +95,9 @@ class RunLoop {
     std::vector<detail::DispatchItem> pending_;
     std::vector<detail::DispatchItem> batch_;
     int waiters_ = 0;
-    bool wakeRequested_ = false;
+    // wakeUp() calls so far; the loop's own thread keeps its count of those seen, any other waiter its own.
+    std::uint64_t wakeUps_ = 0;
+    std::uint64_t runnerSeenWakeUps_ = 0;
     bool stopRequested_ = false;
     bool running_ = false;
     std::shared_ptr<std::function<void()>> wakeUpHandler_;

@@ -40,7 +40,7 @@ std::shared_ptr<Timer> Timer::scheduledTimerWithTimeInterval(double interval, bo
 
 void Timer::schedule() {
     std::lock_guard<std::mutex> lock(mutex_);
-    if (!valid_ || entry_ != 0) {
+    if (!valid_ || entry_ != 0 || firing_) {
         return;
     }
     std::shared_ptr<Clock> clock = Clock::current();
@@ -66,16 +66,9 @@ void Timer::fireFromSchedule(double deadline) {
         entry_ = 0;
         block = block_;
         if (repeats_) {
-            std::shared_ptr<Clock> clock = Clock::current();
-            double now = clock->monotonicNow();
-            // After another clock was installed, the old deadline means nothing on the new scale: the
-            // schedule starts again from now.
-            double next = (clock == clock_.lock() ? deadline : now) + interval_;
-            if (next <= now) {
-                // Firings the target queue was too busy to take are skipped, not run in a burst.
-                next += std::floor((now - next) / interval_ + 1) * interval_;
-            }
-            scheduleLocked(clock, next);
+            // The next firing is scheduled once this one ran, so that firings never overlap, even on a
+            // concurrent queue.
+            firing_ = true;
         } else {
             valid_ = false;
             block_.reset();
@@ -84,6 +77,25 @@ void Timer::fireFromSchedule(double deadline) {
     if (block && *block) {
         detail::invokeSafely(queue_.get(), [&] { (*block)(*this); });
     }
+    if (!repeats_) {
+        return;
+    }
+    std::lock_guard<std::mutex> lock(mutex_);
+    firing_ = false;
+    if (!valid_) {
+        return;
+    }
+    std::shared_ptr<Clock> clock = Clock::current();
+    double now = clock->monotonicNow();
+    // After another clock was installed, the old deadline means nothing on the new scale: the schedule
+    // starts again from now.
+    double next = (clock == clock_.lock() ? deadline : now) + interval_;
+    if (next < now) {
+        // Firings that came due while this one ran, or while the target queue was too busy to take it,
+        // become one, at the latest of them, instead of a burst.
+        next += std::floor((now - next) / interval_) * interval_;
+    }
+    scheduleLocked(clock, next);
 }
 
 void Timer::fire() {

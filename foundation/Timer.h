@@ -11,10 +11,12 @@ namespace bdx {
 
 // A one-shot or repeating timer whose block runs on a target queue (the main queue by default), with
 // its deadlines on the installed clock. A repeating timer keeps to its schedule: each firing is due
-// one interval after the previous deadline, and when the target queue was too busy to take firings
-// in time, the missed ones are skipped rather than run in a burst. A scheduled timer keeps itself
-// alive until it is invalidated or, one-shot, has fired; an object that holds a timer invalidates
-// it when it goes, and the block captures that object through a std::weak_ptr.
+// one interval after the previous deadline. Its firings never overlap, even on a concurrent queue:
+// the next one is scheduled once the block returned, and the firings that came due meanwhile (or
+// while the target queue was too busy to take them) become one, run at once, rather than a burst.
+// A scheduled timer keeps itself alive until it is invalidated or, one-shot, has fired; an object
+// that holds a timer invalidates it when it goes, and the block captures that object through a
+// std::weak_ptr.
 class Timer : public std::enable_shared_from_this<Timer> {
   public:
     using Block = std::function<void(Timer&)>;
@@ -60,6 +62,8 @@ class Timer : public std::enable_shared_from_this<Timer> {
     mutable std::mutex mutex_;
     std::shared_ptr<const Block> block_;
     bool valid_ = true;
+    // A repeating timer's block runs; the next firing is scheduled when it returns.
+    bool firing_ = false;
     DeadlineScheduler::EntryId entry_ = 0;
     double deadline_ = 0;
     std::weak_ptr<Clock> clock_;

@@ -9,6 +9,7 @@
 #include <system_error>
 
 #include "foundation/AtomicFile.h"
+#include "foundation/ConcurrencyLog.h"
 #include "foundation/Console.h"
 #include "foundation/Sandbox.h"
 #include "foundation/SingletonReset.h"
@@ -163,7 +164,8 @@ void UserDefaults::changed() {
 
 void UserDefaults::startWriterLocked() {
     if (!writer_.joinable()) {
-        writer_ = std::thread([this] { writerLoop(); });
+        writer_ = std::thread(
+            [this] { ConcurrencyLog::runGuarded("the preferences writer", [this] { writerLoop(); }); });
     }
 }
 

@@ -62,7 +62,9 @@ bool WorkerPool::popLocked(Task& task) {
 void WorkerPool::spawnLocked() {
     ++threads_;
     try {
-        std::thread([this] { workerLoop(); }).detach();
+        std::thread([this] {
+            ConcurrencyLog::runGuarded("a worker thread", [this] { workerLoop(); });
+        }).detach();
     } catch (const std::exception& e) {
         --threads_;
         ConcurrencyLog::error("Could not start a worker thread (%s); %u threads serve the queues", e.what(),
@@ -75,7 +77,9 @@ void WorkerPool::wakeMonitorLocked() {
     if (!monitorStarted_) {
         monitorStarted_ = true;
         try {
-            std::thread([this] { monitorLoop(); }).detach();
+            std::thread([this] {
+                ConcurrencyLog::runGuarded("the worker pool's monitor", [this] { monitorLoop(); });
+            }).detach();
         } catch (const std::exception& e) {
             monitorStarted_ = false;
             ConcurrencyLog::error("Could not start the worker pool's monitor (%s)", e.what());
@@ -125,7 +129,7 @@ void WorkerPool::workerLoop() {
             idleCallbacks_.clear();
             lock.unlock();
             for (auto& callback : callbacks) {
-                callback();
+                ConcurrencyLog::runGuarded("an idle callback of the worker pool", callback);
             }
             lock.lock();
         }
@@ -161,7 +165,7 @@ void WorkerPool::notifyWhenIdle(std::function<void()> callback) {
             return;
         }
     }
-    callback();
+    ConcurrencyLog::runGuarded("an idle callback of the worker pool", callback);
 }
 
 std::size_t WorkerPool::threadCount() const {

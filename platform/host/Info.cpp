@@ -8,13 +8,13 @@
 #include <cstdio>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <random>
 #include <sstream>
 #include <system_error>
 
 #include "foundation/Sandbox.h"
 #include "foundation/SingletonReset.h"
 #include "platform/PlatformLog.h"
+#include "platform/host/RandomBytes.h"
 
 #ifndef BDX_VERSION_STRING
 #error "BDX_VERSION_STRING must be defined by the build"
@@ -118,7 +118,7 @@ std::optional<std::string> storeIdentifierFile(const std::filesystem::path& file
     std::error_code ec;
     std::filesystem::create_directories(file.parent_path(), ec);
     const auto temp = file.parent_path() / (file.filename().string() + "." + std::to_string(::getpid()) +
-                                            "." + std::to_string(std::random_device{}()) + ".tmp");
+                                            "." + makeUUIDString() + ".tmp");
     {
         std::ofstream out(temp, std::ios::trunc);
         out << fresh << '\n';
@@ -178,14 +178,8 @@ struct Info::State {
 };
 
 std::string makeUUIDString() {
-    std::random_device rd;
     std::array<std::uint8_t, 16> bytes{};
-    for (std::size_t i = 0; i < bytes.size(); i += 4) {
-        const std::uint32_t r = rd();
-        for (std::size_t k = 0; k < 4; ++k) {
-            bytes[i + k] = static_cast<std::uint8_t>(r >> (8 * k));
-        }
-    }
+    randomBytes(bytes.data(), bytes.size());
     bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0F) | 0x40);  // version 4
     bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3F) | 0x80);  // RFC 4122 variant
     static constexpr char kHex[] = "0123456789ABCDEF";

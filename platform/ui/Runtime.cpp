@@ -276,7 +276,16 @@ std::any Runtime::send(const std::shared_ptr<RuntimeObject>& receiver, const std
         platformLog("ui", "-[" + receiver->className() + " " + selector + "]: unrecognized selector");
         return {};
     }
-    return (*implementation)(receiver, selector, arguments);
+    // The implementation may be the library's own, called from inside the host's code (its
+    // sendEvent:): nothing it throws may reach the host.
+    try {
+        return (*implementation)(receiver, selector, arguments);
+    } catch (const std::exception& e) {
+        platformLog("ui", "-[" + receiver->className() + " " + selector + "] threw, dropped: " + e.what());
+    } catch (...) {
+        platformLog("ui", "-[" + receiver->className() + " " + selector + "] threw, dropped");
+    }
+    return {};
 }
 
 }  // namespace bdx::ui

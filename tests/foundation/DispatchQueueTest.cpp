@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <future>
 #include <stdexcept>
 #include <thread>
@@ -13,6 +14,7 @@
 #include "foundation/DispatchSemaphore.h"
 #include "foundation/RunLoop.h"
 #include "foundation/WorkerPool.h"
+#include "testing/ConsoleCapture.h"
 #include "testing/DispatchTesting.h"
 
 namespace {
@@ -103,6 +105,62 @@ TEST_F(SerialQueueTest, AnExceptionEscapingABlockIsLoggedAndTheQueueGoesOn) {
     EXPECT_TRUE(ranAfter);
     EXPECT_NE(log.find("com.bdx.test.throwing"), std::string::npos) << log;
     EXPECT_NE(log.find("disk on fire"), std::string::npos) << log;
+}
+
+// Code the library calls at its edges may throw; the thread it runs on (the host's, the timer
+// thread, a worker) goes on, and a fault line says what happened.
+TEST_F(SerialQueueTest, AnExceptionFromTheHostsHandlerOrAnIdleCallbackIsLoggedAndTheThreadGoesOn) {
+    auto queue = DispatchQueue::create("com.bdx.test.edges");
+    const struct {
+        const char* edge;
+        // Makes the library call `throwing` on one of its threads.
+        std::function<void(std::function<void()> throwing)> provoke;
+        const char* logged;
+    } edges[] = {
+        {"the wake-up handler, on a thread that submits to the main queue",
+         [](std::function<void()> throwing) {
+             bdx::RunLoop::main().setWakeUpHandler(std::move(throwing));
+             std::thread([] { DispatchQueue::main()->async([] {}); }).join();
+         },
+         "wake-up handler"},
+        {"the wake-up handler, on the timer thread",
+         [](std::function<void()> throwing) {
+             bdx::RunLoop::main().setWakeUpHandler(std::move(throwing));
+             DispatchQueue::main()->after(0.001, [] {});
+         },
+         "wake-up handler"},
+        {"an idle callback, on the worker that ran the last block",
+         [&queue](std::function<void()> throwing) {
+             std::promise<void> gate;
+             queue->async([opened = gate.get_future().share()] { opened.wait(); });
+             bdx::WorkerPool::shared().notifyWhenIdle(std::move(throwing));
+             gate.set_value();
+         },
+         "idle callback"},
+    };
+    for (const auto& edge : edges) {
+        SCOPED_TRACE(edge.edge);
+        bdx::testing::ConsoleCapture console;
+        auto called = std::make_shared<std::promise<void>>();
+        auto calledFuture = called->get_future();
+        auto once = std::make_shared<std::atomic<bool>>(false);
+        edge.provoke([called, once] {
+            if (!once->exchange(true)) {
+                called->set_value();
+            }
+            throw std::runtime_error("host code failed");
+        });
+        ASSERT_TRUE(arrives(calledFuture));
+        bdx::testing::waitUntilIdle();
+        bdx::RunLoop::main().setWakeUpHandler(nullptr);
+        // The timer thread and the workers still serve their queues.
+        std::promise<void> later;
+        auto laterFuture = later.get_future();
+        queue->after(0.001, [&] { later.set_value(); });
+        ASSERT_TRUE(arrives(laterFuture));
+        EXPECT_TRUE(console.contains(bdx::Console::Channel::Fault, edge.logged));
+        EXPECT_TRUE(console.contains(bdx::Console::Channel::Fault, "host code failed"));
+    }
 }
 
 TEST_F(SerialQueueTest, WorkersBlockedOnSemaphoresDoNotStarveTheWorkTheyWaitFor) {
@@ -255,41 +313,49 @@ TEST_F(GlobalQueueTest, CurrentLabelNamesTheQueueTheCodeRunsOn) {
 
 using DelayedBlockTest = DispatchTest;
 
-TEST_F(DelayedBlockTest, DelayedBlocksFireInDeadlineOrderOnTheTargetQueueAndNotBeforeTheDeadline) {
+TEST_F(DelayedBlockTest, BlocksRegisteredBeforeAnyDeadlineFireInDeadlineOrderOnTheQueueAndNotBefore) {
     auto queue = DispatchQueue::create("com.bdx.test.after");
-    auto clock = bdx::Clock::current();
-    std::vector<int> order;  // touched on the queue only
+    const auto realClock = bdx::Clock::current();
+    // The timer is held while the blocks are registered, however long that takes: on a virtual clock
+    // nothing fires by itself, and putting the real clock back carries every deadline over with the
+    // time it had left.
+    bdx::testing::installVirtualClock();
+    struct Fired {
+        int block;
+        double at;
+        bool onQueue;
+    };
+    std::vector<Fired> fired;  // touched on the queue only
     std::promise<void> last;
     auto done = last.get_future();
-    // Absolute deadlines from one base, so that a stall of this thread cannot reorder them.
-    bdx::DispatchTime base = bdx::dispatchTime(bdx::kDispatchTimeNow, 0);
-    queue->asyncAfter(bdx::dispatchTime(base, 6'000'000), [&] {
-        order.push_back(3);
-        last.set_value();
-    });
-    queue->asyncAfter(bdx::dispatchTime(base, 2'000'000), [&] { order.push_back(1); });
-    queue->asyncAfter(bdx::dispatchTime(base, 4'000'000), [&] {
-        order.push_back(2);
-        EXPECT_TRUE(queue->isCurrent());
-    });
-    double scheduledAt = clock->monotonicNow();
-    std::promise<double> relative;
-    auto relativeFired = relative.get_future();
-    queue->after(0.003, [&] { relative.set_value(clock->monotonicNow()); });
+    auto record = [&](int block) {
+        fired.push_back({block, realClock->monotonicNow(), queue->isCurrent()});
+        if (fired.size() == 3) {
+            last.set_value();
+        }
+    };
+    queue->after(0.006, [&] { record(3); });
+    queue->after(0.002, [&] { record(1); });
+    queue->after(0.004, [&] { record(2); });
+    const double released = realClock->monotonicNow();
+    bdx::Clock::install(nullptr);
     ASSERT_TRUE(arrives(done));
-    ASSERT_TRUE(arrives(relativeFired));
     queue->sync([] {});
-    EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
-    EXPECT_GE(relativeFired.get() - scheduledAt, 0.003);
+    ASSERT_EQ(fired.size(), 3u);
+    for (std::size_t i = 0; i < fired.size(); ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_EQ(fired[i].block, static_cast<int>(i) + 1);
+        EXPECT_TRUE(fired[i].onQueue);
+        EXPECT_GE(fired[i].at - released, 0.002 * static_cast<double>(i + 1));
+    }
 }
 
-TEST_F(DelayedBlockTest, ADelayOfZeroOrLessIsAnAsyncAndForeverIsNever) {
+TEST_F(DelayedBlockTest, ADelayOfZeroOrLessIsAnAsync) {
     auto queue = DispatchQueue::create("com.bdx.test.zero");
     std::vector<int> order;
     queue->after(0, [&] { order.push_back(1); });
     queue->after(-3, [&] { order.push_back(2); });
-    queue->asyncAfter(bdx::kDispatchTimeNow, [&] { order.push_back(3); });
-    queue->asyncAfter(bdx::kDispatchTimeForever, [&] { order.push_back(99); });
+    queue->async([&] { order.push_back(3); });
     queue->sync([] {});
     EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
 }

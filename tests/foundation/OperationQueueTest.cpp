@@ -6,6 +6,7 @@
 #include <any>
 #include <atomic>
 #include <condition_variable>
+#include <functional>
 #include <future>
 #include <mutex>
 #include <thread>
@@ -228,6 +229,112 @@ TEST_F(OperationQueueTest, AnExceptionInAnOperationIsLoggedAndTheOperationStillF
     EXPECT_TRUE(operation->isFinished());
     EXPECT_TRUE(laterRan);
     EXPECT_NE(log.find("bad migration"), std::string::npos) << log;
+}
+
+// A dependency that, the first time it is asked whether it finished once armed, answers with what it
+// read and lets `meanwhile` happen on another thread before the answer reaches the asker: the asker's
+// decision is then already stale when it is stored.
+class InterruptedDependency : public AsyncOperation {
+  public:
+    bool isFinished() const override {
+        bool finished = AsyncOperation::isFinished();
+        if (auto action = meanwhile.exchange(nullptr)) {
+            std::thread(*action).join();
+        }
+        return finished;
+    }
+    mutable std::atomic<std::function<void()>*> meanwhile{nullptr};
+};
+
+TEST_F(OperationQueueTest, ReadinessDecidedOnAStaleReadingIsDecidedAgain) {
+    struct Operations {
+        std::shared_ptr<BlockOperation> waiting = BlockOperation::blockOperationWithBlock([] {});
+        std::shared_ptr<InterruptedDependency> interrupted = std::make_shared<InterruptedDependency>();
+        std::shared_ptr<AsyncOperation> plain = std::make_shared<AsyncOperation>();
+    };
+    const struct {
+        const char* race;
+        std::function<void(Operations&)> setUp;
+        std::function<void(Operations&)> trigger;
+        std::function<void(Operations&)> meanwhile;
+    } races[] = {
+        {"two dependencies finish at once",
+         [](Operations& o) {
+             o.waiting->addDependency(o.interrupted);
+             o.waiting->addDependency(o.plain);
+         },
+         [](Operations& o) { o.plain->finishNow(); }, [](Operations& o) { o.interrupted->finishNow(); }},
+        {"a dependency finishes while it is being added", [](Operations&) {},
+         [](Operations& o) { o.waiting->addDependency(o.interrupted); },
+         [](Operations& o) { o.interrupted->finishNow(); }},
+        {"the operation is cancelled while a dependency finishes",
+         [](Operations& o) {
+             o.waiting->addDependency(o.plain);
+             o.waiting->addDependency(o.interrupted);
+         },
+         [](Operations& o) { o.plain->finishNow(); }, [](Operations& o) { o.waiting->cancel(); }},
+    };
+    for (const auto& race : races) {
+        SCOPED_TRACE(race.race);
+        Operations o;
+        o.interrupted->start();
+        o.plain->start();
+        race.setUp(o);
+        std::mutex mutex;
+        std::vector<bool> announced;
+        o.waiting->addObserver("isReady", [&](const KeyValueChange& change) {
+            std::lock_guard<std::mutex> lock(mutex);
+            announced.push_back(std::any_cast<bool>(change.newValue));
+        });
+        std::function<void()> meanwhile = [&] { race.meanwhile(o); };
+        o.interrupted->meanwhile = &meanwhile;
+        race.trigger(o);
+        EXPECT_EQ(o.interrupted->meanwhile.load(), nullptr) << "the race was not staged";
+        EXPECT_TRUE(o.waiting->isReady());
+        std::lock_guard<std::mutex> lock(mutex);
+        // Staying ready throughout announces nothing; otherwise the last word is "ready".
+        EXPECT_TRUE(announced.empty() || announced.back()) << "the last announcement contradicts the state";
+    }
+}
+
+// Its first start is refused: the queue's look at isReady() and start()'s own disagree.
+class RefusedOnceOperation : public Operation {
+  public:
+    void start() override {
+        insideStart_ = true;
+        Operation::start();
+        insideStart_ = false;
+    }
+    bool isReady() const override {
+        if (insideStart_ && !refused_.exchange(true)) {
+            return false;
+        }
+        return Operation::isReady();
+    }
+    void main() override { ran.set_value(); }
+    std::promise<void> ran;
+
+  private:
+    static thread_local bool insideStart_;
+    mutable std::atomic<bool> refused_{false};
+};
+thread_local bool RefusedOnceOperation::insideStart_ = false;
+
+TEST_F(OperationQueueTest, ARefusedStartGivesItsPlaceBack) {
+    auto queue = std::make_shared<OperationQueue>();
+    queue->setMaxConcurrentOperationCount(1);
+    ::testing::internal::CaptureStderr();
+    auto refused = std::make_shared<RefusedOnceOperation>();
+    auto ran = refused->ran.get_future();
+    Journal journal;
+    queue->addOperation(refused);
+    queue->addOperation(recording(journal, "next"));
+    bool arrived = ran.wait_for(kHangGuard) == std::future_status::ready;
+    std::string log = ::testing::internal::GetCapturedStderr();
+    ASSERT_TRUE(arrived) << "a queue of one stalled after a refused start";
+    EXPECT_NE(log.find("before it was ready"), std::string::npos) << log;
+    queue->waitUntilAllOperationsAreFinished();
+    EXPECT_EQ(journal.entries(), (std::vector<std::string>{"next"}));
 }
 
 using OperationObservationTest = bdx::testing::DispatchTest;

@@ -2,15 +2,19 @@
 
 #include <string>
 
+#include "foundation/Error.h"
 #include "foundation/RegularExpression.h"
 
 using bdx::RegularExpression;
 using Range = std::pair<std::size_t, std::size_t>;
 
 TEST(RegularExpression, InvalidPatternIsRefusedWithAReason) {
-    std::string error;
+    bdx::Error error;
     EXPECT_EQ(RegularExpression::make("(unclosed", &error), nullptr);
-    EXPECT_FALSE(error.empty());
+    EXPECT_EQ(error.domain(), bdx::Error::CocoaErrorDomain);
+    EXPECT_EQ(error.code(), RegularExpression::InvalidPatternErrorCode);
+    EXPECT_NE(error.localizedDescription().find("(unclosed"), std::string::npos)
+        << error.localizedDescription();
 }
 
 TEST(RegularExpression, FirstMatchGivesByteRangesOfEveryGroup) {

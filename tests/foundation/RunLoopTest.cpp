@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <future>
+#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -80,6 +82,47 @@ TEST_F(MainQueueTest, RunOnceWaitsForABlockOrAWakeUp) {
     std::thread waker([] { RunLoop::main().wakeUp(); });
     EXPECT_FALSE(RunLoop::main().runOnce(-1));
     waker.join();
+}
+
+TEST_F(MainQueueTest, AWakeUpMeantForTheWaitingMainThreadIsNotTakenByAnotherWaiter) {
+    std::mutex mutex;
+    std::condition_variable condition;
+    int mainThreadWaiters = 0;
+    bool finished = false;
+    int checks = 0;
+    // Only a fault needs this: it wakes the main thread after a while so that the suite goes on.
+    std::mutex watchdogMutex;
+    std::condition_variable watchdogCondition;
+    bool over = false;
+    std::atomic<bool> rescued{false};
+    std::thread watchdog([&] {
+        std::unique_lock<std::mutex> lock(watchdogMutex);
+        if (!watchdogCondition.wait_for(lock, kHangGuard, [&] { return over; })) {
+            rescued = true;
+            RunLoop::main().wakeUp();
+        }
+    });
+    std::unique_lock<std::mutex> lock(mutex);
+    RunLoop::waitUntil(lock, condition, mainThreadWaiters, [&] {
+        if (checks++ > 0) {
+            return finished;
+        }
+        // Between this check and the main thread's wait, the work finishes and wakes the main thread,
+        // and a thread waiting for blocks of the main queue sees that wake-up first.
+        finished = true;
+        RunLoop::main().wakeUp();
+        std::thread([] { RunLoop::main().waitForBlocks(0); }).join();
+        return false;
+    });
+    lock.unlock();
+    {
+        std::lock_guard<std::mutex> guard(watchdogMutex);
+        over = true;
+    }
+    watchdogCondition.notify_all();
+    watchdog.join();
+    EXPECT_FALSE(rescued.load()) << "the main thread missed its wake-up";
+    EXPECT_EQ(mainThreadWaiters, 0);
 }
 
 TEST_F(MainQueueTest, TheWakeUpHandlerTellsTheHostWhenWorkArrivesAtAnIdleLoop) {

@@ -208,6 +208,75 @@ TEST_F(VirtualClockTest, AnAfterScheduledByFollowOnWorkFiresAtItsExactVirtualTim
     }
 }
 
+// A clock the test sets by hand; deadlines due on it are taken from the scheduler by the test, so
+// that a firing can be held running while time passes.
+class SteppedClock : public bdx::Clock {
+  public:
+    double now() const override { return bdx::testing::VirtualClock::kStartDate + monotonic; }
+    double monotonicNow() const override { return monotonic; }
+    bool isVirtual() const override { return true; }
+    std::atomic<double> monotonic{100};
+};
+
+TEST_F(RealClockTimerTest, ARepeatingTimerOnAConcurrentQueueNeverOverlapsItselfAndCoalescesMissedFirings) {
+    auto clock = std::make_shared<SteppedClock>();
+    bdx::Clock::install(clock);
+    auto queue = DispatchQueue::create("com.bdx.test.timer.concurrent", DispatchQueue::Attribute::Concurrent);
+    std::promise<void> gate;
+    std::promise<void> firstStarted;
+    std::atomic<int> inside{0};
+    std::atomic<int> overlaps{0};
+    std::mutex mutex;
+    std::vector<double> firedAt;
+    auto timer = Timer::scheduledTimerWithTimeInterval(
+        1.0, true,
+        [&, opened = gate.get_future().share()](Timer&) {
+            if (inside.fetch_add(1) != 0) {
+                ++overlaps;
+            }
+            bool first;
+            {
+                std::lock_guard<std::mutex> lock(mutex);
+                firedAt.push_back(clock->monotonic);
+                first = firedAt.size() == 1;
+            }
+            if (first) {
+                firstStarted.set_value();
+                opened.wait();
+            }
+            inside.fetch_sub(1);
+        },
+        queue);
+    auto& scheduler = bdx::DeadlineScheduler::shared();
+    clock->monotonic = 101;
+    auto first = scheduler.takeNextDue(101);
+    ASSERT_TRUE(first.has_value());
+    std::thread running([&] { first->block(); });  // as the target queue would run it
+    firstStarted.get_future().wait();
+    // Two and a half intervals pass while the first firing runs: nothing of the timer comes due.
+    clock->monotonic = 103.5;
+    auto overlapping = scheduler.takeNextDue(103.5);
+    EXPECT_FALSE(overlapping.has_value())
+        << "a firing came due at " << overlapping->deadline << " while the previous one still ran";
+    gate.set_value();
+    running.join();
+    // The firings missed meanwhile become one, at the latest of them; the schedule goes on from it.
+    auto coalesced = scheduler.takeNextDue(103.5);
+    ASSERT_TRUE(coalesced.has_value());
+    EXPECT_DOUBLE_EQ(coalesced->deadline, 103);
+    coalesced->block();
+    EXPECT_FALSE(scheduler.takeNextDue(103.5).has_value());
+    clock->monotonic = 104;
+    auto next = scheduler.takeNextDue(104);
+    ASSERT_TRUE(next.has_value());
+    EXPECT_DOUBLE_EQ(next->deadline, 104);
+    next->block();
+    timer->invalidate();
+    EXPECT_EQ(overlaps.load(), 0);
+    std::lock_guard<std::mutex> lock(mutex);
+    EXPECT_EQ(firedAt, (std::vector<double>{101, 103.5, 104}));
+}
+
 TEST_F(VirtualClockTest, NothingOfAFinishedTestFiresInTheNext) {
     int fired = 0;
     DispatchQueue::main()->async([&] { ++fired; });

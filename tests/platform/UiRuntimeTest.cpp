@@ -2,6 +2,7 @@
 
 #include <any>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -152,6 +153,24 @@ TEST_F(UiRuntimeTest, ReplacementThatSkipsThePreviousImplementationSwallowsTheEv
     runtime->replace("UIWindow", "sendEvent:", previousWindow);
     Application::sharedApplication()->sendEvent(tap.event);
     EXPECT_EQ(windowEvents, 1);
+    EXPECT_EQ(tap.view->log, std::vector<std::string>{"began:1"});
+}
+
+TEST_F(UiRuntimeTest, AReplacementThatThrowsIsLoggedAndTheHostsEventLoopGoesOn) {
+    auto runtime = Runtime::shared();
+    auto tap = tapInKeyWindow();
+    auto previousWindow = runtime->replace(
+        "UIWindow", "sendEvent:", [](const auto&, const std::string&, const Arguments&) -> std::any {
+            throw std::runtime_error("hook failed");
+        });
+    ::testing::internal::CaptureStderr();
+    EXPECT_NO_THROW(Application::sharedApplication()->sendEvent(tap.event));
+    std::string log = ::testing::internal::GetCapturedStderr();
+    EXPECT_NE(log.find("sendEvent:"), std::string::npos) << log;
+    EXPECT_NE(log.find("hook failed"), std::string::npos) << log;
+
+    runtime->replace("UIWindow", "sendEvent:", previousWindow);
+    Application::sharedApplication()->sendEvent(tap.event);
     EXPECT_EQ(tap.view->log, std::vector<std::string>{"began:1"});
 }
 

@@ -19,6 +19,7 @@
 #include <thread>
 #include <vector>
 
+#include "foundation/ConcurrencyLog.h"
 #include "foundation/Console.h"
 
 namespace bdx::net {
@@ -183,7 +184,10 @@ std::optional<NetworkChangeWatcher::Token> NetworkChangeWatcher::subscribe(Liste
         }
         try {
             // Detached: stopping must never wait for a listener that is still looking a name up.
-            std::thread([state = state_, run] { State::watch(state, run); }).detach();
+            std::thread([state = state_, run] {
+                bdx::ConcurrencyLog::runGuarded("the network change watcher",
+                                                [&] { State::watch(state, run); });
+            }).detach();
         } catch (const std::system_error& e) {
             bdx::Console::logFault(
                 std::string("[bdx::net] network change watcher: cannot start its thread: ") + e.what());
