@@ -15,7 +15,7 @@ DeadlineScheduler& DeadlineScheduler::shared() {
     return *scheduler;
 }
 
-DeadlineScheduler::DeadlineScheduler() {
+DeadlineScheduler::DeadlineScheduler() : clock_(Clock::current()) {
     Clock::addInstallObserver(
         [this](const std::shared_ptr<Clock>& previous, const std::shared_ptr<Clock>& installed) {
             clockDidChange(previous, installed);
@@ -99,6 +99,7 @@ void DeadlineScheduler::clockDidChange(const std::shared_ptr<Clock>& previous,
     double previousNow = previous->monotonicNow();
     double installedNow = installed->monotonicNow();
     std::lock_guard<std::mutex> lock(mutex_);
+    clock_ = installed;
     std::map<Key, Entry> rebased;
     for (auto& [key, entry] : entries_) {
         double deadline = installedNow + (key.first - previousNow);
@@ -117,7 +118,7 @@ void DeadlineScheduler::timerThreadLoop() {
             condition_.wait(lock);
             continue;
         }
-        std::shared_ptr<Clock> clock = Clock::current();
+        std::shared_ptr<Clock> clock = clock_;
         if (clock->isVirtual()) {
             // Virtual time moves only when a test advances it, and the test fires what is due.
             condition_.wait(lock);

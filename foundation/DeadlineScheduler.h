@@ -59,6 +59,9 @@ class DeadlineScheduler {
     std::unordered_map<EntryId, double> deadlines_;
     EntryId nextId_ = 1;
     bool threadStarted_ = false;
+    // The clock the deadlines are on. Installing a clock makes it current before the deadlines are
+    // carried over; until then the timer thread keeps reading the clock they were set on.
+    std::shared_ptr<Clock> clock_;
 };
 
 }  // namespace bdx
