@@ -8,20 +8,13 @@
 // and rss_growth_kib (resident set after the pipeline's 1,000 requests minus before).
 #include <benchmark/benchmark.h>
 #include <curl/curl.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <nlohmann/json.hpp>
 
 #include <atomic>
 #include <chrono>
-#include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <memory>
-#include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "archives/BDXGZIP.h"
@@ -30,6 +23,8 @@
 #include "core/BDXOperation.h"
 #include "foundation/RunLoop.h"
 #include "foundation/Sandbox.h"
+#include "testing/Collector.h"
+#include "testing/TemporaryDirectory.h"
 #include "transport/BDXHighLevelRequest.h"
 #include "transport/BDXReachabilityInstance.h"
 #include "transport/BDXServerDataRequest.h"
@@ -39,56 +34,6 @@
 namespace {
 
 constexpr int kRequests = 1000;
-
-// The collector as a child process with a folder of its own; stopped with SIGTERM.
-class CollectorProcess {
-  public:
-    explicit CollectorProcess(const std::filesystem::path& folder) {
-        int out[2];
-        if (::pipe(out) != 0) {
-            throw std::runtime_error("pipe");
-        }
-        pid_ = ::fork();
-        if (pid_ == 0) {
-            ::dup2(out[1], STDOUT_FILENO);
-            ::close(out[0]);
-            ::close(out[1]);
-            ::execl(BDX_COLLECTOR_PATH, BDX_COLLECTOR_PATH, "--dir", folder.c_str(),
-                    static_cast<char*>(nullptr));
-            ::_exit(127);
-        }
-        ::close(out[1]);
-        // The first line names the address; the rest (a line per request) is drained by a reader.
-        stream_ = ::fdopen(out[0], "r");
-        char line[512] = {};
-        if (!std::fgets(line, sizeof line, stream_)) {
-            throw std::runtime_error("the collector did not start");
-        }
-        const std::string first = line;
-        const auto start = first.find("http://");
-        const auto end = first.find(' ', start);
-        root_ = first.substr(start, end - start);
-        reader_ = std::thread([stream = stream_] {
-            char rest[4096];
-            while (std::fgets(rest, sizeof rest, stream)) {
-            }
-        });
-    }
-    ~CollectorProcess() {
-        ::kill(pid_, SIGTERM);
-        int status = 0;
-        ::waitpid(pid_, &status, 0);
-        reader_.join();
-        std::fclose(stream_);
-    }
-    const std::string& root() const { return root_; }
-
-  private:
-    pid_t pid_ = -1;
-    FILE* stream_ = nullptr;
-    std::thread reader_;
-    std::string root_;
-};
 
 long residentKiB() {
     std::ifstream status("/proc/self/status");
@@ -200,12 +145,10 @@ double curlSeconds(const std::string& baseURL, int connections) {
 }
 
 void PipelineAgainstPlainCurl(benchmark::State& state) {
-    const auto root =
-        std::filesystem::temp_directory_path() / ("bdx-bench-pipeline-" + std::to_string(::getpid()));
-    std::filesystem::create_directories(root / "sandbox");
-    bdx::Sandbox::setRoot(root / "sandbox");
-    CollectorProcess collector(root / "collector");
-    const std::string baseURL = collector.root() + "/api/sdk/v3";
+    bdx::testing::TemporaryDirectory sandbox;
+    bdx::Sandbox::setRoot(sandbox.path());
+    bdx::testing::Collector collector;
+    const std::string baseURL = collector.baseURL();
     BDXDefaults::getInstance()->setBaseURL(baseURL);
     auto initialization = BDXIntializationManager::getInstance();
     initialization->addOperation(BDXServerManager::getInstance()->initializationOperation());
@@ -229,8 +172,6 @@ void PipelineAgainstPlainCurl(benchmark::State& state) {
         state.counters["rss_growth_kib"] = static_cast<double>(rssAfter - rssBefore);
     }
     BDXServerManager::destroy();
-    std::error_code ignored;
-    std::filesystem::remove_all(root, ignored);
 }
 
 BENCHMARK(PipelineAgainstPlainCurl)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();

@@ -9,7 +9,6 @@ namespace {
 
 struct DefaultAuthority {
     std::mutex mutex;
-    bool set = false;
     std::string path;
 };
 
@@ -45,20 +44,20 @@ void URLSessionConfiguration::setHTTPMaximumConnectionsPerHost(int count) {
 
 std::string URLSessionConfiguration::defaultTrustedCertificateAuthorityFile() {
     auto& authority = defaultAuthority();
-    std::lock_guard lock(authority.mutex);
-    if (!authority.set) {
-        const char* environment = std::getenv("BRINDLEX_CA_FILE");
-        authority.path = environment ? environment : "";
-        authority.set = true;
+    {
+        std::lock_guard lock(authority.mutex);
+        if (!authority.path.empty()) {
+            return authority.path;
+        }
     }
-    return authority.path;
+    const char* environment = std::getenv("BRINDLEX_CA_FILE");
+    return environment ? environment : "";
 }
 
 void URLSessionConfiguration::setDefaultTrustedCertificateAuthorityFile(std::string path) {
     auto& authority = defaultAuthority();
     std::lock_guard lock(authority.mutex);
     authority.path = std::move(path);
-    authority.set = true;
 }
 
 std::string URLSessionConfiguration::effectiveTrustedCertificateAuthorityFile() const {

@@ -13,9 +13,9 @@ namespace bdx::net {
 // name checked against the host; there is no way to switch that off. A host that talks to a service
 // whose certificate comes from an authority of its own adds that authority (a PEM file) to what is
 // trusted, either on one configuration (setTrustedCertificateAuthorityFile) or for the whole process
-// (setDefaultTrustedCertificateAuthorityFile, or the environment variable BRINDLEX_CA_FILE, read on
-// first use). The file is read at the start of each transfer; one that cannot be read makes every
-// TLS connection of the session fail rather than fall back to less.
+// (setDefaultTrustedCertificateAuthorityFile, or else the environment variable BRINDLEX_CA_FILE). The file is
+// read at the start of each transfer; one that cannot be read makes every TLS connection of the session fail
+// rather than fall back to less.
 class URLSessionConfiguration {
   public:
     static constexpr double DefaultTimeoutIntervalForRequest = 60.0;
@@ -53,8 +53,9 @@ class URLSessionConfiguration {
     const std::string& trustedCertificateAuthorityFile() const { return caFile_; }
     void setTrustedCertificateAuthorityFile(std::string path) { caFile_ = std::move(path); }
 
-    // The authority file every configuration without one of its own uses. Until set, the value of
-    // the environment variable BRINDLEX_CA_FILE (empty when unset). Safe from any thread.
+    // The authority file every configuration without one of its own uses: the path set here, or
+    // when none is (or an empty one was) set, the environment variable BRINDLEX_CA_FILE, read each
+    // time a transfer starts. Empty when neither is. Safe from any thread.
     static std::string defaultTrustedCertificateAuthorityFile();
     static void setDefaultTrustedCertificateAuthorityFile(std::string path);
 

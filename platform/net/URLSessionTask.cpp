@@ -55,19 +55,21 @@ void URLSessionTask::setTaskDescription(std::string description) {
 }
 
 void URLSessionTask::resume() {
+    std::shared_ptr<URLSession> session;
     {
         std::lock_guard lock(mutex_);
         if (state_ != URLSessionTaskState::Suspended || started_) {
             return;
         }
-        if (session_.expired()) {
+        session = session_.lock();
+        if (!session) {
             platformLog("net", "resume: the session of task " + std::to_string(identifier_) + " is gone");
             return;
         }
         state_ = URLSessionTaskState::Running;
         started_ = true;
     }
-    detail::TransferEngine::shared().start(shared_from_this());
+    detail::TransferEngine::shared().start(shared_from_this(), std::move(session));
 }
 
 void URLSessionTask::cancel() {

@@ -21,9 +21,16 @@ std::shared_ptr<Application>& applicationInstance() {
     return application;
 }
 
+// The transfer machinery reaches the application from its own queues.
+std::mutex& applicationMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+
 }  // namespace
 
 std::shared_ptr<Application> Application::sharedApplication() {
+    std::lock_guard lock(applicationMutex());
     auto& application = applicationInstance();
     if (!application) {
         application = std::make_shared<Application>();
@@ -33,7 +40,11 @@ std::shared_ptr<Application> Application::sharedApplication() {
 }
 
 void Application::reset() {
-    applicationInstance().reset();
+    std::shared_ptr<Application> dropped;
+    {
+        std::lock_guard lock(applicationMutex());
+        dropped = std::move(applicationInstance());
+    }
 }
 
 Application::Application() : Responder("UIApplication", "UIApplication") {}

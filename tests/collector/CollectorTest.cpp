@@ -3,7 +3,9 @@
 #include "testing/Collector.h"
 
 #include <curl/curl.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <spawn.h>
 #include <sys/wait.h>
 
 #include <chrono>
@@ -14,6 +16,8 @@
 
 #include "archives/BDXGZIP.h"
 #include "testing/TemporaryDirectory.h"
+
+extern char** environ;
 
 namespace {
 
@@ -312,6 +316,25 @@ TEST(CollectorScript, ScriptedHeadersReachTheClient) {
     EXPECT_NE(headers.find("X-Note: on\r\n"), std::string::npos) << headers;
 }
 
+TEST(CollectorScript, NoContentAnswersLeaveTheConnectionFitForTheNextRequest) {
+    Collector collector;
+    collector.script("/api/sdk/v3/sessions", Value::parse(R"([{"status": 204, "body": "not sent"}])"));
+    CURL* curl = curl_easy_init();
+    Exchange first, second;
+    curl_easy_setopt(curl, CURLOPT_URL, (collector.baseURL() + "/sessions").c_str());
+    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, collectPiece);
+    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &first);
+    ASSERT_EQ(curl_easy_perform(curl), CURLE_OK);
+    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &second);
+    ASSERT_EQ(curl_easy_perform(curl), CURLE_OK);
+    long newConnections = -1;
+    curl_easy_getinfo(curl, CURLINFO_NUM_CONNECTS, &newConnections);
+    curl_easy_cleanup(curl);
+    EXPECT_EQ(first.body, "");
+    EXPECT_EQ(newConnections, 0);  // the second request went over the first one's connection
+    EXPECT_EQ(second.body, "{}");
+}
+
 TEST(CollectorScript, ADroppedConnectionGivesNoAnswerAtAll) {
     Collector collector;
     collector.script("/api/sdk/v3/sessions", Value::parse(R"([{"drop": true}])"));
@@ -408,7 +431,7 @@ TEST(CollectorProcess, ConcurrentRequestsAreEachStoredOnce) {
     int running = 0;
     do {
         curl_multi_perform(multi, &running);
-        curl_multi_poll(multi, nullptr, 0, 1000, nullptr);
+        curl_multi_poll(multi, nullptr, 0, 50, nullptr);
     } while (running > 0);
     for (CURL* curl : handles) {
         curl_multi_remove_handle(multi, curl);
@@ -447,12 +470,77 @@ TEST(CollectorProcess, PrintsOneLinePerRequestAndStopsCleanlyWhileAnAnswerIsHeld
     EXPECT_NE(held.result, CURLE_OK);
 }
 
+TEST(CollectorProcess, ACollectorThatCannotServeRefusesToStart) {
+    Collector first;
+    Collector::Options samePort;
+    samePort.port = first.port();
+    EXPECT_THROW(Collector{samePort}, std::runtime_error);
+
+    Collector::Options missingCertificate;
+    missingCertificate.certificate = "/nonexistent/cert.pem";
+    missingCertificate.privateKey = "/nonexistent/key.pem";
+    EXPECT_THROW(Collector{missingCertificate}, std::runtime_error);
+
+    // The first one is untouched by the attempts.
+    EXPECT_EQ(postJson(first, "/sessions", "{}").status, 200);
+}
+
 TEST(CollectorProcess, WaitingForRequestsEndsWhenTheyArriveOrTheTimeRunsOut) {
     Collector collector;
     EXPECT_FALSE(collector.waitForRequests(1, 0.2));
     std::thread client([&] { (postJson(collector, "/sessions", "{}")); });
     EXPECT_TRUE(collector.waitForRequests(1, 30));
     client.join();
+}
+
+// Runs a command to its end with its output discarded; its exit status.
+int run(std::vector<std::string> arguments) {
+    std::vector<char*> argv;
+    for (auto& argument : arguments) {
+        argv.push_back(argument.data());
+    }
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    pid_t pid = -1;
+    const int spawned = posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (spawned != 0) {
+        return -1;
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST(CollectorTLS, ASelfSignedCollectorIsTrustedOnlyByAClientGivenItsCertificate) {
+    bdx::testing::TemporaryDirectory scratch;
+    const std::string certificate = (scratch.path() / "cert.pem").string();
+    const std::string key = (scratch.path() / "key.pem").string();
+    ASSERT_EQ(run({"openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1",
+                   "-nodes", "-keyout", key, "-out", certificate, "-days", "2", "-subj", "/CN=127.0.0.1",
+                   "-addext", "subjectAltName=IP:127.0.0.1"}),
+              0);
+    Collector::Options options;
+    options.certificate = certificate;
+    options.privateKey = key;
+    Collector collector(options);
+    EXPECT_EQ(collector.baseURL(), "https://127.0.0.1:" + std::to_string(collector.port()) + "/api/sdk/v3");
+
+    const std::vector<std::string> headers = {"Content-Type: application/json", "Content-Encoding: gzip"};
+    auto refused = perform("POST", collector.baseURL() + "/sessions", gzip(R"({"n":1})"), headers);
+    EXPECT_EQ(refused.result, CURLE_PEER_FAILED_VERIFICATION);
+    auto accepted =
+        perform("POST", collector.baseURL() + "/sessions", gzip(R"({"n":2})"), headers, certificate);
+    ASSERT_EQ(accepted.result, CURLE_OK);
+    EXPECT_EQ(accepted.status, 200);
+
+    // The refused handshake never became a request.
+    auto records = collector.requests();
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0]["json"], Value::parse(R"({"n":2})"));
 }
 
 }  // namespace

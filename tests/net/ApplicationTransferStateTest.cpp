@@ -44,6 +44,20 @@ TEST(ApplicationTransferStateTest, BackgroundTasksBegunAndEndedFromManyThreads) 
               static_cast<std::size_t>(kThreads * kTasksPerThread / 2));
 }
 
+TEST(ApplicationTransferStateTest, TheSharedApplicationIsOneObjectForEveryThread) {
+    std::vector<std::shared_ptr<Application>> seen(8);
+    std::vector<std::thread> threads;
+    for (std::size_t t = 0; t < seen.size(); ++t) {
+        threads.emplace_back([&, t] { seen[t] = Application::sharedApplication(); });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    for (const auto& application : seen) {
+        EXPECT_EQ(application, seen[0]);
+    }
+}
+
 TEST(ApplicationTransferStateTest, BackgroundTasksExpireOnlyWhenTheHostSaysSo) {
     auto application = std::make_shared<Application>();
     int expirations = 0;

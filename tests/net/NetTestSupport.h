@@ -80,7 +80,6 @@ class RecordingDelegate : public net::URLSessionDelegate {
     std::map<unsigned long, std::int64_t> sent;
     std::set<const net::URLSession*> invalidated;
     std::set<std::string> labels;
-    std::set<std::thread::id> threads;
     bool onMainThread = false;
 
   private:
@@ -89,7 +88,6 @@ class RecordingDelegate : public net::URLSessionDelegate {
         {
             std::lock_guard lock(mutex);
             change();
-            threads.insert(std::this_thread::get_id());
             labels.insert(DispatchQueue::currentLabel());
             onMainThread = onMainThread || isMainThread();
         }

@@ -5,9 +5,13 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <set>
+#include <system_error>
+#include <thread>
 
 namespace bdx::collector {
 
@@ -33,6 +37,10 @@ std::string dump(const Json& value, int indent = -1) {
 
 bool startsWith(const std::string& text, const std::string& prefix) {
     return text.compare(0, prefix.size(), prefix) == 0;
+}
+
+bool carriesBody(int status) {
+    return status >= 200 && status != 204 && status != 304;
 }
 
 bool isServedPath(const std::string& path) {
@@ -101,18 +109,73 @@ std::string numbered(int index) {
     return name;
 }
 
+// The server library listens with a backlog of 5, fixed when it was built. The library under test starts any
+// number of requests at once, and connections beyond the backlog would wait out a retransmission (a second)
+// each; listening again on the bound socket widens the backlog.
+template <class Base>
+class WideBacklog : public Base {
+  public:
+    using Base::Base;
+    bool widenBacklog() { return ::listen(this->svr_sock_, SOMAXCONN) == 0; }
+};
+
+// A thread of its own for every connection. A kept-alive connection holds its thread until the client sends
+// again or the keep-alive time runs out; with a fixed pool, a client that opens many connections at once (the
+// library's transfers all start together) would leave later connections waiting seconds for a free worker.
+class ThreadPerConnection : public httplib::TaskQueue {
+  public:
+    void enqueue(std::function<void()> job) override {
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            ++running_;
+        }
+        auto run = [this, job = std::move(job)] {
+            job();
+            std::lock_guard<std::mutex> lock(mutex_);
+            --running_;
+            finished_.notify_all();
+        };
+        try {
+            std::thread(run).detach();
+        } catch (const std::system_error&) {
+            run();  // no thread to be had: serve it on the accepting thread rather than not at all
+        }
+    }
+
+    void shutdown() override {
+        std::unique_lock<std::mutex> lock(mutex_);
+        finished_.wait(lock, [this] { return running_ == 0; });
+    }
+
+  private:
+    std::mutex mutex_;
+    std::condition_variable finished_;
+    size_t running_ = 0;
+};
+
 }  // namespace
 
 CollectorServer::CollectorServer(CollectorOptions options) : options_(std::move(options)) {
     if (!options_.certificate.empty() && !options_.privateKey.empty()) {
-        server_ =
-            std::make_unique<httplib::SSLServer>(options_.certificate.c_str(), options_.privateKey.c_str());
+        auto server = std::make_unique<WideBacklog<httplib::SSLServer>>(options_.certificate.c_str(),
+                                                                        options_.privateKey.c_str());
+        widenBacklog_ = [raw = server.get()] { return raw->widenBacklog(); };
+        server_ = std::move(server);
     } else {
-        server_ = std::make_unique<httplib::Server>();
+        auto server = std::make_unique<WideBacklog<httplib::Server>>();
+        widenBacklog_ = [raw = server.get()] { return raw->widenBacklog(); };
+        server_ = std::move(server);
     }
-    // Enough workers that scripted delays on some requests do not hold up the others.
-    server_->new_task_queue = [] { return new httplib::ThreadPool(64); };
+    server_->new_task_queue = [] { return new ThreadPerConnection; };
     server_->set_keep_alive_max_count(1000);
+    // An answer goes out as several writes; without this each request waits out a delayed acknowledgement.
+    server_->set_tcp_nodelay(true);
+    // The server library would also share the port with any other process (SO_REUSEPORT), so that a second
+    // collector on a port in use would start and take half of the first one's connections.
+    server_->set_socket_options([](int socket) {
+        int on = 1;
+        ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    });
     server_->set_pre_routing_handler([](const httplib::Request& request, httplib::Response&) {
         hiddenHeaders.clear();
         // The request object is the server's own, not a constant; only the view handed to hooks is.
@@ -152,6 +215,10 @@ bool CollectorServer::bind(std::string* error) {
     if (port_ <= 0) {
         *error = "cannot listen on 127.0.0.1" +
                  (options_.port ? ":" + std::to_string(options_.port) : std::string());
+        return false;
+    }
+    if (!widenBacklog_()) {
+        *error = std::string("cannot widen the listening backlog: ") + std::strerror(errno);
         return false;
     }
     return true;
@@ -399,7 +466,12 @@ void CollectorServer::handleService(const httplib::Request& request, httplib::Re
             answer = answerFor(request.method, request.path);
         }
     }
-    if (!answer.body && answer.chunks.empty()) {
+    if (!carriesBody(answer.status)) {
+        // These statuses never carry a body; bytes after one would be read as the next answer on the
+        // connection.
+        answer.body = "";
+        answer.chunks.clear();
+    } else if (!answer.body && answer.chunks.empty()) {
         answer.body =
             isReportPath(request.method, request.path) ? dump({{"id", std::to_string(index)}}) : "{}";
     }
@@ -436,6 +508,9 @@ void CollectorServer::handleService(const httplib::Request& request, httplib::Re
         } else {
             response.set_header(name, value);
         }
+    }
+    if (!carriesBody(answer.status)) {
+        return;
     }
     if (answer.chunks.empty()) {
         response.set_content(*answer.body, contentType);

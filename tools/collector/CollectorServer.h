@@ -10,6 +10,7 @@
 #include <condition_variable>
 #include <deque>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -80,6 +81,7 @@ class CollectorServer {
 
     CollectorOptions options_;
     std::unique_ptr<httplib::Server> server_;
+    std::function<bool()> widenBacklog_;
     int port_ = 0;
 
     std::mutex mutex_;  // guards everything below

@@ -115,7 +115,6 @@ struct TransferEngine::Transfer {
     std::size_t memoryOffset = 0;
     int fd = -1;
     std::int64_t bodySize = 0;
-    std::int64_t bytesSent = 0;
     std::int64_t reportedSent = 0;
     bool readFailed = false;
 
@@ -137,11 +136,11 @@ struct TransferEngine::Transfer {
     curl_off_t lastUploaded = 0;
 
     ~Transfer() {
-        if (headers) {
-            curl_slist_free_all(headers);
-        }
         if (easy) {
             curl_easy_cleanup(easy);
+        }
+        if (headers) {
+            curl_slist_free_all(headers);
         }
         if (fd >= 0) {
             ::close(fd);
@@ -159,6 +158,7 @@ struct TransferEngine::Impl {
     struct Command {
         CommandKind kind;
         std::shared_ptr<URLSessionTask> task;
+        std::shared_ptr<URLSession> session;
     };
 
     std::mutex mutex;
@@ -181,7 +181,7 @@ struct TransferEngine::Impl {
 
     void run() noexcept;
     void runOnce();
-    void begin(const std::shared_ptr<URLSessionTask>& task);
+    void begin(const std::shared_ptr<URLSessionTask>& task, std::shared_ptr<URLSession> session);
     std::optional<Error> configure(Transfer& transfer);
     void finish(URLSessionTask* key, std::optional<Error> error);
     void finishWithCode(URLSessionTask* key, CURLcode code);
@@ -189,6 +189,7 @@ struct TransferEngine::Impl {
     long pollTimeoutMilliseconds();
     void abandonAll();
     static void publishResponse(Transfer& transfer, std::shared_ptr<const URLResponse> response);
+    static void reportUpload(Transfer& transfer, curl_off_t uploaded);
 
     // curl callbacks.
     static size_t onHeader(char* buffer, size_t size, size_t count, void* context) noexcept;
@@ -329,8 +330,26 @@ size_t TransferEngine::Impl::onRead(char* buffer, size_t size, size_t count, voi
         }
         produced = static_cast<size_t>(got);
     }
-    transfer.bytesSent += static_cast<std::int64_t>(produced);
     return produced;
+}
+
+void TransferEngine::Impl::reportUpload(Transfer& transfer, curl_off_t uploaded) {
+    if (uploaded <= transfer.reportedSent) {
+        return;
+    }
+    const std::int64_t sent = uploaded - transfer.reportedSent;
+    transfer.reportedSent = uploaded;
+    transfer.task->bytesSent_ = uploaded;
+    if (transfer.task->completion_) {
+        return;
+    }
+    transfer.session->delegateQueue()->async([session = transfer.session, task = transfer.task, sent,
+                                              total = static_cast<std::int64_t>(uploaded),
+                                              expected = transfer.bodySize] {
+        if (auto delegate = session->delegate()) {
+            delegate->didSendBodyData(session, task, sent, total, expected);
+        }
+    });
 }
 
 int TransferEngine::Impl::onProgress(void* context, curl_off_t, curl_off_t downloaded, curl_off_t,
@@ -346,20 +365,7 @@ int TransferEngine::Impl::onProgress(void* context, curl_off_t, curl_off_t downl
             transfer.lastDownloaded = downloaded;
             transfer.lastUploaded = uploaded;
         }
-        if (uploaded > transfer.reportedSent) {
-            const std::int64_t sent = uploaded - transfer.reportedSent;
-            transfer.reportedSent = uploaded;
-            transfer.task->bytesSent_ = uploaded;
-            if (!transfer.task->completion_) {
-                transfer.session->delegateQueue()->async([session = transfer.session, task = transfer.task,
-                                                          sent, total = static_cast<std::int64_t>(uploaded),
-                                                          expected = transfer.bodySize] {
-                    if (auto delegate = session->delegate()) {
-                        delegate->didSendBodyData(session, task, sent, total, expected);
-                    }
-                });
-            }
-        }
+        reportUpload(transfer, uploaded);
     } catch (...) {
         // Progress is advisory; a failure to report it must not stop the transfer.
     }
@@ -482,16 +488,10 @@ std::optional<Error> TransferEngine::Impl::configure(Transfer& transfer) {
     return std::nullopt;
 }
 
-void TransferEngine::Impl::begin(const std::shared_ptr<URLSessionTask>& task) {
+void TransferEngine::Impl::begin(const std::shared_ptr<URLSessionTask>& task,
+                                 std::shared_ptr<URLSession> session) {
     if (task->state() != URLSessionTaskState::Running) {
-        return;  // cancelled before the transfer thread came to it; cancel completed it
-    }
-    auto session = task->session_.lock();
-    if (!session) {
-        if (task->markCompleted(makeURLError(URLErrorCode::cancelled, task->request_.URL()))) {
-            platformLog("net", "task " + std::to_string(task->taskIdentifier()) + " lost its session");
-        }
-        return;
+        return;  // cancelled before the transfer thread came to it; the cancel completes it
     }
     auto transfer = std::make_unique<Transfer>();
     transfer->task = task;
@@ -528,6 +528,11 @@ void TransferEngine::Impl::finish(URLSessionTask* key, std::optional<Error> erro
     std::unique_ptr<Transfer> transfer = std::move(found->second);
     transfers.erase(found);
     if (transfer->easy) {
+        // The last progress report may have come before the last bytes went out.
+        curl_off_t uploaded = 0;
+        if (curl_easy_getinfo(transfer->easy, CURLINFO_SIZE_UPLOAD_T, &uploaded) == CURLE_OK) {
+            reportUpload(*transfer, uploaded);
+        }
         curl_multi_remove_handle(multi, transfer->easy);
     }
     if (!error && !transfer->responsePublished && transfer->lastResponse) {
@@ -603,7 +608,7 @@ void TransferEngine::Impl::runOnce() {
     }
     for (auto& command : pending) {
         if (command.kind == CommandKind::Start) {
-            begin(command.task);
+            begin(command.task, std::move(command.session));
         } else if (transfers.contains(command.task.get())) {
             finish(command.task.get(), makeURLError(URLErrorCode::cancelled, command.task->request_.URL()));
         } else if (command.task->markCompleted(
@@ -685,12 +690,12 @@ TransferEngine& TransferEngine::shared() {
     return engine;
 }
 
-void TransferEngine::start(std::shared_ptr<URLSessionTask> task) {
-    impl_->post({Impl::CommandKind::Start, std::move(task)});
+void TransferEngine::start(std::shared_ptr<URLSessionTask> task, std::shared_ptr<URLSession> session) {
+    impl_->post({Impl::CommandKind::Start, std::move(task), std::move(session)});
 }
 
 void TransferEngine::cancel(std::shared_ptr<URLSessionTask> task) {
-    impl_->post({Impl::CommandKind::Cancel, std::move(task)});
+    impl_->post({Impl::CommandKind::Cancel, std::move(task), nullptr});
 }
 
 void TransferEngine::deliverCompletion(const std::shared_ptr<URLSessionTask>& task,

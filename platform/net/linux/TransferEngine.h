@@ -7,8 +7,9 @@
 #include "foundation/Data.h"
 
 namespace bdx::net {
+class URLSession;
 class URLSessionTask;
-}
+}  // namespace bdx::net
 
 namespace bdx::net::detail {
 
@@ -27,8 +28,8 @@ class TransferEngine {
   public:
     static TransferEngine& shared();
 
-    // Hands a resumed task to the transfer thread.
-    void start(std::shared_ptr<URLSessionTask> task);
+    // Hands a resumed task to the transfer thread, which keeps its session alive until it completes.
+    void start(std::shared_ptr<URLSessionTask> task, std::shared_ptr<URLSession> session);
     // Stops a task the transfer thread may be running; it completes as cancelled.
     void cancel(std::shared_ptr<URLSessionTask> task);
 
