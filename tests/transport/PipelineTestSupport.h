@@ -112,7 +112,7 @@ class PipelineTest : public SandboxTest {
             savedEnvironment_ = outer;
             ::unsetenv(BDXServiceURL::kEnvironmentVariable);
         }
-        ui::Application::reset();
+        ui::Application::destroy();
         collector = std::make_unique<Collector>();
         reachability = ScriptedReachabilityService::install();
         reachability->setFlags("127.0.0.1", initialFlags());
