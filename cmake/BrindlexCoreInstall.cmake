@@ -16,6 +16,8 @@ set(BDX_PUBLIC_HEADERS
     # The library, its settings, its data store and the user
     core/BrindlexCore.h core/BDXDefaults.h core/BDXDataStore.h core/BDXUser.h
     core/BDXAttributedString.h
+    # the data store hears the version check through this protocol
+    transport/BDXSDKVersionRequestDelegate.h
     # The run loop, queues, sandbox, clock and console a host drives or listens to, and the value
     # types the headers above speak in
     foundation/RunLoop.h foundation/DispatchQueue.h foundation/Sandbox.h foundation/Clock.h

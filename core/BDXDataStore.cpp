@@ -14,6 +14,7 @@
 #include "foundation/NumericCompare.h"
 #include "foundation/UserDefaults.h"
 #include "persistence/BDXDiskPersistenceManager.h"
+#include "transport/BDXSDKVersionRequest.h"
 #include "transport/BDXServerManager.h"
 
 namespace {

@@ -11,7 +11,7 @@
 #include "foundation/Data.h"
 #include "foundation/DispatchQueue.h"
 #include "foundation/Value.h"
-#include "transport/BDXSDKVersionRequest.h"
+#include "transport/BDXSDKVersionRequestDelegate.h"
 
 // State the whole library shares: the application token, the host's pre-sending hook, the files that go
 // with every report, and a few flags.

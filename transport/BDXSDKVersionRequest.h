@@ -8,20 +8,11 @@
 #include "foundation/Error.h"
 #include "foundation/Value.h"
 #include "transport/BDXHighLevelRequest.h"
+#include "transport/BDXSDKVersionRequestDelegate.h"
 #include "transport/BDXServerRequestDelegate.h"
 
 class BDXSDKVersionRequest;
 class BDXServerDataRequest;
-
-class BDXSDKVersionRequestDelegate {
-  public:
-    virtual ~BDXSDKVersionRequestDelegate() = default;
-    // The raw response and error of the check. `isSuccess` is true even after a failure, so that the check
-    // is not retried: `failures` of the request tells a failure apart.
-    virtual void SDKVersionRequestDone(const std::shared_ptr<BDXSDKVersionRequest>& request, bool isSuccess,
-                                       const bdx::Value& response,
-                                       const std::optional<bdx::Error>& error) = 0;
-};
 
 // Asks the service for the newest version of the SDK: a GET of /latest_version beside the versioned
 // API, with "sdk_type" "ios". The reply carries "latest_version".
