@@ -44,10 +44,6 @@ bool sendsBody(std::int64_t method) {
 
 }  // namespace
 
-bdx::Value BDXUnsentBodyResponse() {
-    return bdx::Value{{"Error", "Error"}};
-}
-
 std::shared_ptr<BDXServerDataRequest> BDXServerDataRequest::executeWithURL(
     const std::string& url, std::int64_t HTTPMethod, const bdx::Value& payload,
     std::weak_ptr<BDXServerRequestDelegate> delegate) {
@@ -66,11 +62,11 @@ std::shared_ptr<BDXServerDataRequest> BDXServerDataRequest::executeWithURL(
 BDXServerDataRequest::BDXServerDataRequest(std::string url, std::int64_t HTTPMethod, bdx::Value payload,
                                            bdx::Value headers,
                                            std::weak_ptr<BDXServerRequestDelegate> delegate)
-    : url_(std::move(url)),
+    : BDXLowLevelRequest(std::move(delegate), ""),
+      url_(std::move(url)),
       httpMethod_(HTTPMethod),
       payload_(std::make_shared<const bdx::Value>(std::move(payload))),
-      headers_(std::make_shared<const bdx::Value>(std::move(headers))),
-      delegate_(std::move(delegate)) {}
+      headers_(std::make_shared<const bdx::Value>(std::move(headers))) {}
 
 const bdx::Value& BDXServerDataRequest::payload() const {
     return *payload_;
@@ -168,56 +164,18 @@ void BDXServerDataRequest::prepareRequestWithCompletionHandler(TaskHandler compl
         }
         return;
     }
-    // The lock keeps the completion, which may run at once on the disk queue, from reading filePath
-    // before it is stored.
-    std::lock_guard guard(mutex_);
-    filePath_ = BDXDiskPersistenceManager::getInstance()->persistDataInTempDirectory(
-        *body, [self = shared_from_this(), request, completionHandler](bool success) {
-            if (!success) {
-                self->reportUnsentBody("Low disk space");
-                return;
-            }
-            std::error_code error;
-            if (!std::filesystem::exists(self->filePath(), error)) {
-                self->reportUnsentBody("File does not exist");
-                return;
-            }
-            if (completionHandler) {
-                completionHandler(self->sessionDataTaskWithRawRequest(request));
-            }
-        });
-}
-
-void BDXServerDataRequest::reportUnsentBody(const std::string& errorDomain) {
-    auto self = shared_from_this();
-    bdx::DispatchQueue::main()->async([self, errorDomain] {
-        if (auto delegate = self->delegate()) {
-            delegate->serverExecutionDone(self, 0, bdx::Error(errorDomain, 0), BDXUnsentBodyResponse());
+    storeBody(*body, [self = shared_from_this(), request, completionHandler](bool success) {
+        if (!success) {
+            reportUnsentBody(self, "Low disk space");
+            return;
+        }
+        std::error_code error;
+        if (!std::filesystem::exists(self->filePath(), error)) {
+            reportUnsentBody(self, "File does not exist");
+            return;
+        }
+        if (completionHandler) {
+            completionHandler(self->sessionDataTaskWithRawRequest(request));
         }
     });
-}
-
-void BDXServerDataRequest::setRequestData(std::optional<bdx::Data> data) {
-    std::lock_guard guard(mutex_);
-    data_ = std::move(data);
-}
-
-std::optional<bdx::Data> BDXServerDataRequest::requestData() const {
-    std::lock_guard guard(mutex_);
-    return data_;
-}
-
-std::shared_ptr<BDXServerRequestDelegate> BDXServerDataRequest::delegate() const {
-    std::lock_guard guard(mutex_);
-    return delegate_.lock();
-}
-
-void BDXServerDataRequest::setDelegate(std::weak_ptr<BDXServerRequestDelegate> delegate) {
-    std::lock_guard guard(mutex_);
-    delegate_ = std::move(delegate);
-}
-
-std::string BDXServerDataRequest::filePath() const {
-    std::lock_guard guard(mutex_);
-    return filePath_;
 }

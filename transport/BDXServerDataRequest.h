@@ -8,7 +8,7 @@
 
 #include "foundation/Data.h"
 #include "foundation/Value.h"
-#include "transport/BDXServerProtocol.h"
+#include "transport/BDXLowLevelRequest.h"
 
 namespace bdx::net {
 class URLRequest;
@@ -27,7 +27,7 @@ enum BDXHTTPMethod : std::int64_t {
 // carry it as compact UTF-8 JSON compressed with gzip, stored in a temporary file first and sent from
 // there as an upload task. Every request says "Content-Type: application/json" and "Content-Encoding:
 // gzip", whatever custom headers say.
-class BDXServerDataRequest : public BDXServerProtocol,
+class BDXServerDataRequest : public BDXLowLevelRequest,
                              public std::enable_shared_from_this<BDXServerDataRequest> {
   public:
     // Makes the request and hands it to the server manager at once.
@@ -54,32 +54,15 @@ class BDXServerDataRequest : public BDXServerProtocol,
         const bdx::net::URLRequest& request);
 
     void prepareRequestWithCompletionHandler(TaskHandler completionHandler) override;
-    void setRequestData(std::optional<bdx::Data> data) override;
-    std::optional<bdx::Data> requestData() const override;
-    std::shared_ptr<BDXServerRequestDelegate> delegate() const override;
-    void setDelegate(std::weak_ptr<BDXServerRequestDelegate> delegate) override;
 
     const std::string& url() const { return url_; }
     std::int64_t httpMethod() const { return httpMethod_; }
     const bdx::Value& payload() const;
     const bdx::Value& headers() const;
-    // Where the body was stored; "" before that.
-    std::string filePath() const;
 
   private:
-    // Tells the delegate, on the main queue, that the body never reached the network.
-    void reportUnsentBody(const std::string& errorDomain);
-
     const std::string url_;
     const std::int64_t httpMethod_;
     const std::shared_ptr<const bdx::Value> payload_;
     const std::shared_ptr<const bdx::Value> headers_;
-
-    mutable std::mutex mutex_;
-    std::weak_ptr<BDXServerRequestDelegate> delegate_;
-    std::optional<bdx::Data> data_;
-    std::string filePath_;
 };
-
-// The response a low-level request gives its delegate when its body never reached the network.
-bdx::Value BDXUnsentBodyResponse();

@@ -44,12 +44,11 @@ std::shared_ptr<BDXServerFileRequest> BDXServerFileRequest::executeWithURL(
 
 BDXServerFileRequest::BDXServerFileRequest(std::string url, std::string filePath, bdx::Value fileInfo,
                                            std::weak_ptr<BDXServerRequestDelegate> delegate)
-    : url_(std::move(url)),
+    : BDXLowLevelRequest(std::move(delegate), filePath),
+      url_(std::move(url)),
       fileName_(std::filesystem::path(filePath).filename().string()),
       mimeType_(mimeTypeFromFile(filePath)),
-      info_(std::make_shared<const bdx::Value>(std::move(fileInfo))),
-      delegate_(std::move(delegate)),
-      filePath_(std::move(filePath)) {}
+      info_(std::make_shared<const bdx::Value>(std::move(fileInfo))) {}
 
 std::string BDXServerFileRequest::mimeTypeFromFile(const std::string& path) {
     std::string extension = std::filesystem::path(path).extension().string();
@@ -125,49 +124,13 @@ void BDXServerFileRequest::prepareRequestWithCompletionHandler(TaskHandler compl
         }
         return;
     }
-    std::lock_guard guard(mutex_);
-    filePath_ = BDXDiskPersistenceManager::getInstance()->persistDataInTempDirectory(
-        body, [self = shared_from_this(), request, completionHandler](bool success) {
-            if (!success) {
-                self->reportUnsentBody("Low disk space");
-                return;
-            }
-            if (completionHandler) {
-                completionHandler(self->sessionDataTaskWithRawRequest(request));
-            }
-        });
-}
-
-void BDXServerFileRequest::reportUnsentBody(const std::string& errorDomain) {
-    auto self = shared_from_this();
-    bdx::DispatchQueue::main()->async([self, errorDomain] {
-        if (auto delegate = self->delegate()) {
-            delegate->serverExecutionDone(self, 0, bdx::Error(errorDomain, 0), BDXUnsentBodyResponse());
+    storeBody(body, [self = shared_from_this(), request, completionHandler](bool success) {
+        if (!success) {
+            reportUnsentBody(self, "Low disk space");
+            return;
+        }
+        if (completionHandler) {
+            completionHandler(self->sessionDataTaskWithRawRequest(request));
         }
     });
-}
-
-void BDXServerFileRequest::setRequestData(std::optional<bdx::Data> data) {
-    std::lock_guard guard(mutex_);
-    data_ = std::move(data);
-}
-
-std::optional<bdx::Data> BDXServerFileRequest::requestData() const {
-    std::lock_guard guard(mutex_);
-    return data_;
-}
-
-std::shared_ptr<BDXServerRequestDelegate> BDXServerFileRequest::delegate() const {
-    std::lock_guard guard(mutex_);
-    return delegate_.lock();
-}
-
-void BDXServerFileRequest::setDelegate(std::weak_ptr<BDXServerRequestDelegate> delegate) {
-    std::lock_guard guard(mutex_);
-    delegate_ = std::move(delegate);
-}
-
-std::string BDXServerFileRequest::filePath() const {
-    std::lock_guard guard(mutex_);
-    return filePath_;
 }

@@ -7,7 +7,7 @@
 
 #include "foundation/Data.h"
 #include "foundation/Value.h"
-#include "transport/BDXServerProtocol.h"
+#include "transport/BDXLowLevelRequest.h"
 
 namespace bdx::net {
 class URLRequest;
@@ -16,7 +16,7 @@ class URLRequest;
 // A file upload: one multipart/form-data body with the form fields of `info` and then the file, all
 // compressed with gzip as a whole, stored in a temporary file and sent from there as an upload task.
 // An image file travels re-encoded as JPEG at full quality, whatever its format on disk.
-class BDXServerFileRequest : public BDXServerProtocol,
+class BDXServerFileRequest : public BDXLowLevelRequest,
                              public std::enable_shared_from_this<BDXServerFileRequest> {
   public:
     static constexpr const char* kBoundary = "---------------------------14737809831466499882746641449";
@@ -43,28 +43,15 @@ class BDXServerFileRequest : public BDXServerProtocol,
         const bdx::net::URLRequest& request);
 
     void prepareRequestWithCompletionHandler(TaskHandler completionHandler) override;
-    void setRequestData(std::optional<bdx::Data> data) override;
-    std::optional<bdx::Data> requestData() const override;
-    std::shared_ptr<BDXServerRequestDelegate> delegate() const override;
-    void setDelegate(std::weak_ptr<BDXServerRequestDelegate> delegate) override;
 
     const std::string& url() const { return url_; }
     const std::string& fileName() const { return fileName_; }
     const std::string& mimeType() const { return mimeType_; }
     const bdx::Value& info() const { return *info_; }
-    // The file to upload until the body was stored; then the stored body.
-    std::string filePath() const;
 
   private:
-    void reportUnsentBody(const std::string& errorDomain);
-
     const std::string url_;
     const std::string fileName_;
     const std::string mimeType_;
     const std::shared_ptr<const bdx::Value> info_;
-
-    mutable std::mutex mutex_;
-    std::weak_ptr<BDXServerRequestDelegate> delegate_;
-    std::optional<bdx::Data> data_;
-    std::string filePath_;
 };
