@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/ResidentMemory.h"
 #include "platform/net/URLSession.h"
 #include "testing/Collector.h"
 #include "testing/TemporaryDirectory.h"
@@ -30,17 +31,6 @@ std::string jsonBody(int index) {
     body.append(kBodySize - body.size() - 2, 'x');
     body += "\"}";
     return body;
-}
-
-long residentKiB() {
-    std::ifstream status("/proc/self/status");
-    std::string line;
-    while (std::getline(status, line)) {
-        if (line.rfind("VmRSS:", 0) == 0) {
-            return std::stol(line.substr(6));
-        }
-    }
-    return 0;
 }
 
 class CountingDelegate : public bdx::net::URLSessionDelegate {

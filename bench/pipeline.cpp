@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "archives/BDXGZIP.h"
+#include "bench/ResidentMemory.h"
 #include "core/BDXDefaults.h"
 #include "core/BDXIntializationManager.h"
 #include "core/BDXOperation.h"
@@ -34,17 +35,6 @@
 namespace {
 
 constexpr int kRequests = 1000;
-
-long residentKiB() {
-    std::ifstream status("/proc/self/status");
-    std::string line;
-    while (std::getline(status, line)) {
-        if (line.rfind("VmRSS:", 0) == 0) {
-            return std::stol(line.substr(6));
-        }
-    }
-    return 0;
-}
 
 bdx::Value payloadOf(int index) {
     // About 2 KiB of JSON in the shape of a session record.
