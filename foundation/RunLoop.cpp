@@ -26,6 +26,7 @@ struct EmbeddedMainThread {
     std::condition_variable boundCondition;
     bool bound = false;
     std::uint64_t previousToken = 0;
+    std::function<void(RunLoop::EmbeddedStartUpStep)> startUpHook;
 };
 
 EmbeddedMainThread& embedded() {
@@ -278,16 +279,25 @@ void RunLoop::startEmbeddedMainThread() {
     }
     // The hand-shake lives in the state, which is never destroyed: nothing on this stack is left for
     // the new thread to touch once it said it is the main thread.
-    state.thread = std::thread([&state] {
+    state.thread = std::thread([&state, hook = state.startUpHook] {
         pthread_setname_np(pthread_self(), "bdx.main");
         mainThreadToken.store(ThreadIdentity::token(), std::memory_order_release);
         {
             std::lock_guard<std::mutex> bound(state.boundMutex);
             state.bound = true;
         }
+        // The caller may already have seen `bound` and returned: what follows touches only the state.
+        if (hook) {
+            ConcurrencyLog::runGuarded("the embedded main thread's start-up",
+                                       [&hook] { hook(EmbeddedStartUpStep::ThreadDidSignal); });
+        }
         state.boundCondition.notify_all();
         ConcurrencyLog::runGuarded("the embedded main thread", [] { RunLoop::main().run(); });
     });
+    if (state.startUpHook) {
+        ConcurrencyLog::runGuarded("the embedded main thread's start-up",
+                                   [&state] { state.startUpHook(EmbeddedStartUpStep::CallerWillWait); });
+    }
     std::unique_lock<std::mutex> bound(state.boundMutex);
     state.boundCondition.wait(bound, [&state] { return state.bound; });
     state.running = true;
@@ -312,6 +322,12 @@ void RunLoop::stopEmbeddedMainThread() {
         thread.join();
     }
     mainThreadToken.store(state.previousToken, std::memory_order_release);
+}
+
+void RunLoop::setEmbeddedStartUpHook(std::function<void(EmbeddedStartUpStep)> hook) {
+    EmbeddedMainThread& state = embedded();
+    std::lock_guard<std::mutex> lock(state.mutex);
+    state.startUpHook = std::move(hook);
 }
 
 bool RunLoop::isEmbeddedMainThreadRunning() {

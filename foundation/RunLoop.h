@@ -69,6 +69,12 @@ class RunLoop {
     // Declares the calling thread the main thread (a host whose event loop is not on the initial
     // thread calls this once, before pumping).
     static void makeCurrentThreadMain();
+    // Where startEmbeddedMainThread() may hold a thread: the caller, once the new thread exists and
+    // before it looks whether it is bound; the new thread, once it said it is the main thread and before
+    // it wakes the caller. Lets a test hold the new thread while the caller returns and reuses its
+    // stack. nullptr removes the hook.
+    enum class EmbeddedStartUpStep { CallerWillWait, ThreadDidSignal };
+    static void setEmbeddedStartUpHook(std::function<void(EmbeddedStartUpStep)> hook);
 
     // Drops the blocks waiting on this loop; a caller waiting in sync is released after its block
     // ran. For the reset between tests.

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <functional>
 #include <future>
 #include <mutex>
 #include <thread>
@@ -191,6 +192,62 @@ TEST_F(EmbeddedMainThreadTest, ServesTheMainQueueOnItsOwnThreadUntilStopped) {
     RunLoop::stopEmbeddedMainThread();
     EXPECT_FALSE(RunLoop::isEmbeddedMainThreadRunning());
     EXPECT_TRUE(bdx::isMainThread());
+}
+
+// Writes a pattern over the stack a returned call used, as the next call does, runs `meanwhile`, and
+// says whether the pattern is still whole afterwards.
+[[gnu::noinline]] bool stackLeftAloneDuring(const std::function<void()>& meanwhile) {
+    constexpr unsigned char kPattern = 0xA4;
+    volatile unsigned char scratch[16384];
+    for (auto& byte : scratch) {
+        byte = kPattern;
+    }
+    meanwhile();
+    for (auto& byte : scratch) {
+        if (byte != kPattern) {
+            return false;
+        }
+    }
+    return true;
+}
+
+TEST_F(EmbeddedMainThreadTest, StartUpLeavesTheCallersStackAloneOnceTheCallerReturned) {
+    // The caller looks for the new thread's word only once it was given; the new thread, after giving
+    // it, is held until the caller has returned and its stack was written over.
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool signalled = false;
+    bool callerReturned = false;
+    RunLoop::setEmbeddedStartUpHook([&](RunLoop::EmbeddedStartUpStep step) {
+        std::unique_lock<std::mutex> lock(mutex);
+        if (step == RunLoop::EmbeddedStartUpStep::CallerWillWait) {
+            changed.wait(lock, [&] { return signalled; });
+            return;
+        }
+        signalled = true;
+        changed.notify_all();
+        changed.wait(lock, [&] { return callerReturned; });
+    });
+    RunLoop::startEmbeddedMainThread();
+    RunLoop::setEmbeddedStartUpHook(nullptr);
+    std::future_status served = std::future_status::timeout;
+    bool onMain = false;
+    bool untouched = stackLeftAloneDuring([&] {
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            callerReturned = true;
+        }
+        changed.notify_all();
+        std::promise<bool> ran;
+        auto future = ran.get_future();
+        DispatchQueue::main()->async([&] { ran.set_value(bdx::isMainThread()); });
+        served = future.wait_for(kHangGuard);
+        onMain = served == std::future_status::ready && future.get();
+    });
+    EXPECT_TRUE(untouched)
+        << "the new thread wrote to the stack of the caller that started it, after that caller returned";
+    ASSERT_EQ(served, std::future_status::ready);
+    EXPECT_TRUE(onMain);
 }
 
 TEST_F(EmbeddedMainThreadTest, AHostThreadCanBeDeclaredTheMainThread) {
