@@ -22,9 +22,16 @@ DeadlineScheduler::DeadlineScheduler() : clock_(Clock::current()) {
         });
 }
 
-DeadlineScheduler::EntryId DeadlineScheduler::schedule(double deadline, std::shared_ptr<DispatchQueue> queue,
+DeadlineScheduler::EntryId DeadlineScheduler::schedule(const Clock& clock, double deadline,
+                                                       std::shared_ptr<DispatchQueue> queue,
                                                        DispatchBlock block) {
     std::lock_guard<std::mutex> lock(mutex_);
+    if (&clock != clock_.get()) {
+        // The caller read a clock that is no longer, or not yet, the one the deadlines are on: an
+        // install ran between its reading and this call. Holding the lock, the entries are all on
+        // clock_; carrying the time left over puts this one with them.
+        deadline = clock_->monotonicNow() + (deadline - clock.monotonicNow());
+    }
     EntryId id = nextId_++;
     bool earliest = entries_.empty() || deadline < entries_.begin()->first.first;
     entries_.emplace(Key{deadline, id}, Entry{std::move(queue), std::move(block)});

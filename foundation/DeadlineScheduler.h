@@ -24,9 +24,12 @@ class DeadlineScheduler {
     static DeadlineScheduler& shared();
 
     using EntryId = std::uint64_t;
-    // Queues `block` on `queue` once the installed clock's monotonic time reaches `deadline`.
-    // Entries with the same deadline go in the order scheduled.
-    EntryId schedule(double deadline, std::shared_ptr<DispatchQueue> queue, DispatchBlock block);
+    // Queues `block` on `queue` once the installed clock's monotonic time reaches `deadline`, a time
+    // on `clock`, the clock the caller read. When another clock was installed since the caller read
+    // it, the deadline keeps the time it had left, as the pending ones did. Entries with the same
+    // deadline go in the order scheduled.
+    EntryId schedule(const Clock& clock, double deadline, std::shared_ptr<DispatchQueue> queue,
+                     DispatchBlock block);
     // Drops a pending entry; false when it already went or never was.
     bool cancel(EntryId id);
 

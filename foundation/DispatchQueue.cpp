@@ -196,8 +196,9 @@ void DispatchQueue::after(double seconds, DispatchBlock block) {
         async(std::move(block));
         return;
     }
-    double deadline = Clock::current()->monotonicNow() + seconds;
-    DeadlineScheduler::shared().schedule(deadline, shared_from_this(), std::move(block));
+    std::shared_ptr<Clock> clock = Clock::current();
+    DeadlineScheduler::shared().schedule(*clock, clock->monotonicNow() + seconds, shared_from_this(),
+                                         std::move(block));
 }
 
 void DispatchQueue::submitToPool(DispatchBlock block, bool barrier) {

@@ -53,7 +53,8 @@ void Timer::scheduleLocked(const std::shared_ptr<Clock>& clock, double deadline)
     // The entry holds the timer: a scheduled timer lives until it fired for the last time or was
     // invalidated, whoever else holds it.
     entry_ = DeadlineScheduler::shared().schedule(
-        deadline, queue_, [self = shared_from_this(), deadline] { self->fireFromSchedule(deadline); });
+        *clock, deadline, queue_,
+        [self = shared_from_this(), deadline] { self->fireFromSchedule(deadline); });
 }
 
 void Timer::fireFromSchedule(double deadline) {

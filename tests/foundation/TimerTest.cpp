@@ -277,6 +277,77 @@ TEST_F(RealClockTimerTest, ARepeatingTimerOnAConcurrentQueueNeverOverlapsItselfA
     EXPECT_EQ(firedAt, (std::vector<double>{101, 103.5, 104}));
 }
 
+// A virtual clock that runs a hook inside its next reading of the monotonic time, on the reading
+// thread, so that a test can hold that thread between reading the clock and using what it read.
+class HookedClock : public bdx::testing::VirtualClock {
+  public:
+    double monotonicNow() const override {
+        double now = VirtualClock::monotonicNow();
+        std::function<void()> hook;
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            hook.swap(onNextRead_);
+        }
+        if (hook) {
+            hook();
+        }
+        return now;
+    }
+    void setOnNextRead(std::function<void()> hook) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        onNextRead_ = std::move(hook);
+    }
+
+  private:
+    mutable std::mutex mutex_;
+    mutable std::function<void()> onNextRead_;
+};
+
+using ClockSwitchTest = bdx::testing::DispatchTest;
+
+// An `after(10)` made while `fresh` replaced a clock 100 s further on must fire 10 s into `fresh`.
+void expectFiresTenSecondsIn(bdx::testing::VirtualClock& fresh, const std::atomic<bool>& fired) {
+    fresh.advance(9.5);
+    EXPECT_FALSE(fired) << "fired early: the delay was carried over from the replaced clock's time";
+    fresh.advance(0.5);
+    EXPECT_TRUE(fired) << "not due: the delay counts on the replaced clock's time";
+}
+
+TEST_F(ClockSwitchTest, AnAfterThatReadTheReplacedClockCountsOnTheNewOne) {
+    auto replaced = std::make_shared<HookedClock>();
+    bdx::Clock::install(replaced);
+    replaced->advance(100);
+    auto queue = DispatchQueue::create("com.bdx.test.clock-switch");
+    std::atomic<bool> fired{false};
+    std::promise<void> reading;
+    std::promise<void> release;
+    replaced->setOnNextRead([&, released = release.get_future().share()] {
+        reading.set_value();
+        released.wait();
+    });
+    std::thread caller([&] { queue->after(10, [&] { fired = true; }); });
+    reading.get_future().wait();
+    auto fresh = std::make_shared<bdx::testing::VirtualClock>();
+    bdx::Clock::install(fresh);
+    release.set_value();
+    caller.join();
+    expectFiresTenSecondsIn(*fresh, fired);
+}
+
+TEST_F(ClockSwitchTest, AnAfterMadeWhileTheDeadlinesAreCarriedOverCountsOnTheNewClock) {
+    auto replaced = std::make_shared<bdx::testing::VirtualClock>();
+    bdx::Clock::install(replaced);
+    replaced->advance(100);
+    auto queue = DispatchQueue::create("com.bdx.test.clock-switch");
+    std::atomic<bool> fired{false};
+    auto fresh = std::make_shared<HookedClock>();
+    // Read first by the install itself, once the new clock is current and before pending deadlines are
+    // carried over to it: another thread's `after` lands in that window.
+    fresh->setOnNextRead([&] { std::thread([&] { queue->after(10, [&] { fired = true; }); }).join(); });
+    bdx::Clock::install(fresh);
+    expectFiresTenSecondsIn(*fresh, fired);
+}
+
 TEST_F(VirtualClockTest, NothingOfAFinishedTestFiresInTheNext) {
     int fired = 0;
     DispatchQueue::main()->async([&] { ++fired; });
