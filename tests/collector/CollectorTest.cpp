@@ -15,6 +15,7 @@
 #include <thread>
 
 #include "archives/BDXGZIP.h"
+#include "testing/FileContents.h"
 #include "testing/TemporaryDirectory.h"
 
 extern char** environ;
@@ -23,6 +24,7 @@ namespace {
 
 using bdx::Value;
 using bdx::testing::Collector;
+using bdx::testing::readFile;
 
 const std::string kBoundary = "---------------------------14737809831466499882746641449";
 
@@ -74,13 +76,6 @@ std::string gzip(const std::string& bytes) {
     auto compressed = bdx_dataByGZipCompressingWithError(bdx::Data(bytes.begin(), bytes.end()));
     EXPECT_TRUE(compressed.has_value());
     return compressed ? std::string(compressed->begin(), compressed->end()) : std::string();
-}
-
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream bytes;
-    bytes << in.rdbuf();
-    return bytes.str();
 }
 
 // The layout the library writes for a file upload: fields, then the file part, then the closing line.

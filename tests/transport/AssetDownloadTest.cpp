@@ -35,7 +35,7 @@ TEST_F(AssetDownloadTest, TheAssetIsStoredUnderItsNameWithoutTheQuery) {
     EXPECT_EQ(waiter->calls[0].url, asset);
     EXPECT_EQ(waiter->calls[0].path, path);
     EXPECT_TRUE(waiter->calls[0].isSuccess);
-    EXPECT_EQ(readWholeFile(path), "PNGBYTES");
+    EXPECT_EQ(bdx::testing::readFile(path), "PNGBYTES");
     EXPECT_TRUE(manager()->attachmentRequests().empty()) << "a finished download leaves the lists";
     EXPECT_TRUE(manager()->servers()->serverRequests().empty()) << "downloads never enter the request list";
 }

@@ -21,6 +21,7 @@
 #include "platform/ui/Application.h"
 #include "testing/Collector.h"
 #include "testing/DispatchTesting.h"
+#include "testing/FileContents.h"
 #include "testing/SandboxTest.h"
 #include "testing/ScriptedReachabilityService.h"
 #include "transport/BDXHighLevelRequest.h"
@@ -184,13 +185,10 @@ class PipelineTest : public SandboxTest {
     std::optional<std::string> savedEnvironment_;
 };
 
-// The file's whole content, "" when it cannot be read.
-std::string readWholeFile(const std::string& path);
-
 inline std::string PipelineTest::storedBody(int index) const {
     char folder[32];
     std::snprintf(folder, sizeof folder, "/%06d/body.bin", index);
-    return readWholeFile(collector->folder() + folder);
+    return readFile(collector->folder() + folder);
 }
 
 }  // namespace bdx::testing

@@ -33,7 +33,7 @@ std::string header(const bdx::Value& record, std::string name) {
 }
 
 std::string gunzipFile(const std::string& path) {
-    const std::string packed = readWholeFile(path);
+    const std::string packed = bdx::testing::readFile(path);
     auto plain = bdx_dataByGZipDecompressingDataWithError(bdx::Data(packed.begin(), packed.end()));
     return plain ? std::string(plain->begin(), plain->end()) : std::string("<not gzip>");
 }
@@ -154,7 +154,7 @@ TEST_F(WireFormatTest, AnImageFileIsSentReEncodedAsJPEG) {
     const bdx::Value part = received()[0]["parts"][0];
     EXPECT_EQ(part["filename"], "shot.png");
     EXPECT_EQ(part["content_type"], "application/octet-stream") << "the type follows the name, not the bytes";
-    const std::string sent = readWholeFile(part["file"].get<std::string>());
+    const std::string sent = bdx::testing::readFile(part["file"].get<std::string>());
     ASSERT_GE(sent.size(), 3u);
     EXPECT_EQ(sent.substr(0, 3), "\xFF\xD8\xFF") << "JPEG, not the PNG on disk";
     const auto decoded = gfx::imageWithData(bdx::Data(sent.begin(), sent.end()));
