@@ -154,16 +154,6 @@ TEST_F(UiGeometryTest, HitTestingFindsTheFrontmostInteractiveView) {
     EXPECT_EQ(window->hitTest({190, 10}, nullptr), window);
     EXPECT_EQ(window->hitTest({-1, 10}, nullptr), nullptr);
 
-    front->setUserInteractionEnabled(false);
-    EXPECT_EQ(window->hitTest({75, 75}, nullptr), back);
-    front->setUserInteractionEnabled(true);
-    front->setHidden(true);
-    EXPECT_EQ(window->hitTest({75, 75}, nullptr), back);
-    front->setHidden(false);
-    front->setAlpha(0.0);
-    EXPECT_EQ(window->hitTest({75, 75}, nullptr), back);
-    front->setAlpha(1.0);
-
     // Adding a subview again brings it to the front; a child reaching outside its parent's bounds
     // takes no touches out there.
     auto overhang = View::make(Rect{80, 80, 60, 60});
