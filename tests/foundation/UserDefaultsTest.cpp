@@ -14,6 +14,7 @@
 #include "foundation/Clock.h"
 #include "foundation/Sandbox.h"
 #include "testing/ConsoleCapture.h"
+#include "testing/FileContents.h"
 #include "testing/SandboxTest.h"
 #include "testing/VirtualClock.h"
 
@@ -27,17 +28,6 @@ namespace {
 // Stops the time at `now`; the test main puts the real clock back after each test.
 void stopClockAt(double now) {
     bdx::Clock::install(std::make_shared<bdx::testing::VirtualClock>(now));
-}
-
-std::string readText(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-void writeText(const std::filesystem::path& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary) << text;
 }
 
 class UserDefaultsTest : public bdx::testing::SandboxTest {
@@ -66,7 +56,7 @@ TEST_F(UserDefaultsTest, WhatIsSetAndSynchronisedIsReadBackAfterARelaunch) {
     }
     // The file is where the platform keeps an app's preferences, and it is JSON.
     ASSERT_TRUE(std::filesystem::exists(preferencesFile()));
-    const Value onDisk = Value::parse(readText(preferencesFile()));
+    const Value onDisk = Value::parse(bdx::testing::readFile(preferencesFile()));
     EXPECT_EQ(onDisk["BDXAppToken"], "0123456789abcdef");
 
     relaunch();
@@ -147,7 +137,7 @@ TEST_F(UserDefaultsTest, ADamagedFileIsLoggedSetAsideAndReplacedByAnEmptyStore) 
     stopClockAt(1719835530.0);
     std::filesystem::create_directories(preferencesFile().parent_path());
     const std::string damaged = "{\"BDXAppToken\": \"abc\", ";  // cut short, as a bad copy would leave it
-    writeText(preferencesFile(), damaged);
+    bdx::testing::writeFile(preferencesFile(), damaged);
 
     bdx::testing::ConsoleCapture capture;
     auto defaults = UserDefaults::standardUserDefaults();
@@ -155,7 +145,7 @@ TEST_F(UserDefaultsTest, ADamagedFileIsLoggedSetAsideAndReplacedByAnEmptyStore) 
     EXPECT_TRUE(capture.contains(Console::Channel::Fault, "damaged"));
     const auto aside = std::filesystem::path(preferencesFile().string() + ".corrupt-1719835530");
     ASSERT_TRUE(std::filesystem::exists(aside));
-    EXPECT_EQ(readText(aside), damaged);
+    EXPECT_EQ(bdx::testing::readFile(aside), damaged);
 
     // The store works as a new one and its file is whole again.
     defaults->setString("fresh", "BDXAppToken");
@@ -165,10 +155,10 @@ TEST_F(UserDefaultsTest, ADamagedFileIsLoggedSetAsideAndReplacedByAnEmptyStore) 
 
     // A second damaged file on the same second gets a name of its own.
     relaunch();
-    writeText(preferencesFile(), "[1, 2, 3]");  // valid JSON, but not a dictionary
+    bdx::testing::writeFile(preferencesFile(), "[1, 2, 3]");  // valid JSON, but not a dictionary
     EXPECT_TRUE(UserDefaults::standardUserDefaults()->dictionaryRepresentation().empty());
     EXPECT_TRUE(std::filesystem::exists(preferencesFile().string() + ".corrupt-1719835530-1"));
-    EXPECT_EQ(readText(aside), damaged);
+    EXPECT_EQ(bdx::testing::readFile(aside), damaged);
 }
 
 TEST_F(UserDefaultsTest, AFailedWriteIsReportedAndRetriedBySynchronize) {

@@ -17,6 +17,7 @@
 #include "persistence/BDXDiskPersistenceManager.h"
 #include "testing/ConsoleCapture.h"
 #include "testing/DispatchTesting.h"
+#include "testing/FileContents.h"
 #include "tests/persistence/CacheTestSupport.h"
 
 namespace fs = std::filesystem;
@@ -28,11 +29,6 @@ using Names = std::vector<std::string>;
 namespace {
 
 using Caches = bdx::testing::CacheTest;
-
-std::string readText(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 // Every atomic write puts a new inode in place.
 ino_t inodeOf(const std::string& path) {
@@ -78,7 +74,8 @@ TEST_F(Caches, ForceWriteIsOnDiskOnReturnAsClassNamedRecordsWithTypedDatesAndByt
     cache->append({std::make_shared<NoteModel>("n1", "first", date, bytes), NoteModel::make("n2")});
     cache->persistAll();
     // Read beside the disk queue: nothing queued may be what made the file.
-    const bdx::Value stored = bdx::Value::parse(readText(cache->cacheDiskPath()), nullptr, false);
+    const bdx::Value stored =
+        bdx::Value::parse(bdx::testing::readFile(cache->cacheDiskPath()), nullptr, false);
     ASSERT_EQ(2u, stored.size());
     EXPECT_EQ(bdx::Value::parse(R"({"NoteModel": {"NoteModelidentifier": "n2", "NoteModeltext": "n2",
         "NoteModeldate": {"$date": 0.0}, "NoteModelbytes": {"$data": ""}}})"),

@@ -24,11 +24,14 @@
 #include "persistence/BDXDiskIOManager.h"
 #include "platform/gfx/ImageContext.h"
 #include "testing/ConsoleCapture.h"
+#include "testing/FileContents.h"
 #include "testing/SandboxTest.h"
 #include "testing/VirtualClock.h"
 
 namespace fs = std::filesystem;
 using bdx::Console;
+using bdx::testing::readFile;
+using bdx::testing::writeFile;
 
 namespace {
 
@@ -64,13 +67,6 @@ class DiskStore : public bdx::testing::SandboxTest {
     // Every write queued so far has landed once a read returns.
     static void drainWrites() { BDXDiskIOManager::getInstance()->readFileAtPath("/"); }
 
-    static std::string contents(const std::string& path) {
-        std::ifstream in(path, std::ios::binary);
-        return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    }
-    static void writeFile(const std::string& path, const std::string& text) {
-        std::ofstream(path, std::ios::binary) << text;
-    }
     static bdx::Data bytes(const std::string& text) { return bdx::Data(text.begin(), text.end()); }
 };
 
@@ -105,14 +101,14 @@ TEST_F(DiskStore, TemporaryDirectoryIsEmptiedAtEachStartAndTheCacheSurvives) {
     const std::string body = s->persistDataAsTextInTempDirectory(bytes("request body"));
     const std::string cached = s->persistString("kept across launches");
     drainWrites();
-    ASSERT_EQ("request body", contents(body));
+    ASSERT_EQ("request body", readFile(body));
     s.reset();
 
     relaunch();
     s = store();
     EXPECT_FALSE(fs::exists(body));
     EXPECT_TRUE(fs::is_directory(s->tempDirectory()) && fs::is_empty(s->tempDirectory()));
-    EXPECT_EQ("kept across launches", contents(s->cacheDirectory() + cached));
+    EXPECT_EQ("kept across launches", readFile(s->cacheDirectory() + cached));
     EXPECT_TRUE(s->hasCachedData());
 }
 
@@ -148,7 +144,7 @@ TEST_F(DiskStore, CopiesTakeTheFirstFreeNumberedNameAndMovesNeverReplace) {
     EXPECT_EQ("a.txt", s->persistDuplicateOfFileAtPath(documents() + "/a.txt"));
     EXPECT_EQ("a-1.txt", s->persistDuplicateOfFileAtPath(documents() + "/a.txt"));
     EXPECT_EQ("a-2.txt", s->persistDuplicateOfFileAtPath(documents() + "/a.txt"));
-    EXPECT_EQ("host file", contents(s->cacheDirectory() + "a-2.txt"));
+    EXPECT_EQ("host file", readFile(s->cacheDirectory() + "a-2.txt"));
     EXPECT_EQ("notes", s->persistDuplicateOfFileAtPath(documents() + "/notes"));
     EXPECT_EQ("notes-1", s->persistDuplicateOfFileAtPath(documents() + "/notes"));
     EXPECT_EQ(std::nullopt, s->persistDuplicateOfFileAtPath(documents() + "/missing.pdf"));
@@ -157,11 +153,11 @@ TEST_F(DiskStore, CopiesTakeTheFirstFreeNumberedNameAndMovesNeverReplace) {
     writeFile(documents() + "/clip.mp4", "video");
     EXPECT_EQ(s->cacheDirectory() + "clip.mp4",
               s->moveFileToCacheWithURL("file://" + documents() + "/clip.mp4"));
-    EXPECT_EQ("video", contents(s->cacheDirectory() + "clip.mp4"));
+    EXPECT_EQ("video", readFile(s->cacheDirectory() + "clip.mp4"));
     EXPECT_EQ(documents() + "/none.mp4", s->moveFileToCacheWithURL(documents() + "/none.mp4"));
     writeFile(documents() + "/clip.mp4", "another");
     EXPECT_EQ(documents() + "/clip.mp4", s->moveFileToCacheWithURL(documents() + "/clip.mp4"));
-    EXPECT_EQ("video", contents(s->cacheDirectory() + "clip.mp4"));
+    EXPECT_EQ("video", readFile(s->cacheDirectory() + "clip.mp4"));
 }
 
 TEST_F(DiskStore, AFileURLWithEscapesMovesTheFileItNames) {
@@ -171,12 +167,12 @@ TEST_F(DiskStore, AFileURLWithEscapesMovesTheFileItNames) {
     EXPECT_EQ(s->cacheDirectory() + "clip one #1.mp4",
               s->moveFileToCacheWithURL("file://localhost" + documents() + "/clip%20one%20%231.mp4"));
     EXPECT_FALSE(fs::exists(named));
-    EXPECT_EQ("video", contents(s->cacheDirectory() + "clip one #1.mp4"));
+    EXPECT_EQ("video", readFile(s->cacheDirectory() + "clip one #1.mp4"));
 
     writeFile(documents() + "/clip one.mp4", "second");
     EXPECT_EQ(s->cacheDirectory() + "clip one.mp4",
               s->moveFileToCacheWithURL(bdx::fileURLWithPath(documents() + "/clip one.mp4")));
-    EXPECT_EQ("second", contents(s->cacheDirectory() + "clip one.mp4"));
+    EXPECT_EQ("second", readFile(s->cacheDirectory() + "clip one.mp4"));
 }
 
 TEST_F(DiskStore, PersistOperationsReturnWhatTheirCallersRelyOn) {
@@ -188,16 +184,16 @@ TEST_F(DiskStore, PersistOperationsReturnWhatTheirCallersRelyOn) {
     ASSERT_EQ(0u, body.rfind(s->tempDirectory(), 0));
     EXPECT_EQ(std::string::npos, body.find('.', s->tempDirectory().size())) << "no extension: " << body;
     EXPECT_EQ(std::make_pair(true, std::string("com.bdx.diskIOQueue")), written.get_future().get());
-    EXPECT_EQ("{\"a\":1}", contents(body));
+    EXPECT_EQ("{\"a\":1}", readFile(body));
 
     const std::string text = s->persistDataAsTextInTempDirectory(bytes("attachment"));
     EXPECT_EQ(s->tempDirectory() + fs::path(text).filename().string(), text);
-    EXPECT_EQ("attachment", contents(text));  // on disk on return, without draining
+    EXPECT_EQ("attachment", readFile(text));  // on disk on return, without draining
     EXPECT_EQ(10, s->fileSizeAtLocation(text));
 
     const std::string name = s->persistString("caf\xC3\xA9");
     drainWrites();
-    EXPECT_EQ("caf\xC3\xA9", contents(s->cacheDirectory() + name));
+    EXPECT_EQ("caf\xC3\xA9", readFile(s->cacheDirectory() + name));
 
     EXPECT_EQ(-1, s->fileSizeAtLocation(library() + "/missing"));
     EXPECT_EQ(-1, s->fileSizeAtLocation(library()));
@@ -239,7 +235,7 @@ TEST_F(DiskStore, ClearAllCacheRemovesFilesAndEveryBDXPreference) {
     EXPECT_EQ(s->cacheDirectory(), s->getCacheDirectory());
     const std::string kept = s->persistString("kept");
     drainWrites();
-    EXPECT_EQ("kept", contents(s->cacheDirectory() + kept));
+    EXPECT_EQ("kept", readFile(s->cacheDirectory() + kept));
 
     // The preferences were written through: a relaunch reads the same.
     defaults.reset();
