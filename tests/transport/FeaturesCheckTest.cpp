@@ -183,6 +183,7 @@ TEST_F(FeaturesCheckTest, NumbersAndTextsReadAsThePlatformReadsThem) {
 
 TEST_F(FeaturesCheckTest, AFailedCheckStaysOnItsWayUntilTheRetrySucceeds) {
     collector->script(kFeaturesPath, bdx::Value::parse(R"([{"status": 200, "body": "<html>ok</html>"},
+                                                          {"status": 200, "body": "[false]"},
                                                           {"status": 200, "body": "{\"user_steps\": false}"}])"));
     launch();
     features()->checkFeatures();
@@ -204,11 +205,16 @@ TEST_F(FeaturesCheckTest, AFailedCheckStaysOnItsWayUntilTheRetrySucceeds) {
     drainManagerQueue();
     EXPECT_TRUE(manager()->servers()->serverRequests().empty()) << "only the pipeline's retry asks again";
 
+    // Retried after 2 s; JSON that is not an object of flags fails as well, and is retried after 7 s.
     clock->advance(1.9);
     waitUntilIdle();
     EXPECT_EQ(featuresRequests(), 1u);
     clock->advance(0.1);
-    ASSERT_TRUE(answered(2));
+    ASSERT_TRUE(pumpUntil([&] { return request->failures() == 2; }));
+    EXPECT_TRUE(features()->featuresRequestInProgress());
+    EXPECT_TRUE(features()->userSteps());
+    clock->advance(7);
+    ASSERT_TRUE(answered(3));
     EXPECT_TRUE(request->isSuccess());
     EXPECT_FALSE(features()->userSteps());
     EXPECT_EQ(store()->dateForKey(kBDXDefaultsKeyFeaturesLastCheck), Date::now());
