@@ -98,9 +98,16 @@ double restoredOffset(double realNow) {
     return 0;
 }
 
+// Written aside and renamed over the old file: the process may be killed at any moment, and a torn file
+// would start the next launch back at the real time, in the very second of an earlier session.
 void keepScriptedTime(double scriptedNow) {
-    std::ofstream out(clockFile(), std::ios::trunc);
-    out << std::fixed << scriptedNow << '\n';
+    const auto aside = clockFile().string() + ".new";
+    {
+        std::ofstream out(aside, std::ios::trunc);
+        out << std::fixed << scriptedNow << '\n';
+    }
+    std::error_code ignored;
+    std::filesystem::rename(aside, clockFile(), ignored);
 }
 
 // Lines are flushed at once: a test reads them while the process runs, and may kill it after any of them.
@@ -173,6 +180,9 @@ void enterForeground(ScriptedDayClock& clock) {
 void waitForDeliveries(double seconds) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
     auto manager = BDXServerManager::getInstance();
+    // Requests are pushed through the manager's queue: what was pushed before this call is in its list after
+    // one round through that queue.
+    manager->serverManagerQueue()->sync([] {});
     while (std::chrono::steady_clock::now() < deadline) {
         if (manager->servers()->serverRequests().empty() && !manager->isExecutingRequest()) {
             // The last answer's callback (which takes a delivered record out of the cache) runs on the main
@@ -180,7 +190,7 @@ void waitForDeliveries(double seconds) {
             onMain([] {});
             return;
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     say("waiting      gave up after %.0f s with requests still on their way", seconds);
 }
