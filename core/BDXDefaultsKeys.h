@@ -28,5 +28,7 @@ inline constexpr const char* kBDXDefaultsKeyFeaturesLatestFeaturesResponse =
     "BDXFeaturesLatestFeaturesResponse";
 // Followed by the feature's name, one key per feature.
 inline constexpr const char* kBDXDefaultsKeyFeaturesPrefix = "BDXFeatures/";
+// Whether the service last said that the application's account is inactive.
+inline constexpr const char* kBDXDefaultsKeySDKDisabled = "BDXSDKDisabled";
 inline constexpr const char* kBDXDefaultsKeyMigrationManagerVersion = "BDXMigrationManagerVersion";
 inline constexpr const char* kBDXDefaultsKeyLastMigrationManagerVersion = "BDXLastMigrationManagerVersion";

@@ -12,11 +12,11 @@ std::shared_ptr<BDXFeature> BDXFeature::initWithDefaultValue(bool defaultValue) 
 
 bool BDXFeature::enabled() const {
     // Without an answer from the service the default counts as its answer.
-    const bool base = serverPermissionSet_ ? serverPermission_ : defaultValue_;
+    const bool base = serverPermissionSet_ ? serverPermission_.load() : defaultValue_.load();
     if (!base) {
         return false;
     }
-    return userPreferenceSet_ ? userPreference_ : true;
+    return userPreferenceSet_ ? userPreference_.load() : true;
 }
 
 void BDXFeature::setServerPermission(bool value) {

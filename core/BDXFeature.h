@@ -1,10 +1,12 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
 
 // One feature flag and its three sources: the built-in default, the service's permission and the host
 // developer's preference. The service has the last word on turning a flag off; the developer can only
-// turn off what the service allows.
+// turn off what the service allows. The fields are single words read by any thread (a logger asks its flag
+// while the answer of the service is being applied on the main queue), so each is atomic.
 class BDXFeature {
   public:
     explicit BDXFeature(bool defaultValue);
@@ -23,9 +25,9 @@ class BDXFeature {
     bool userPreferenceSet() const { return userPreferenceSet_; }
 
   private:
-    bool defaultValue_;
-    bool serverPermission_ = false;
-    bool serverPermissionSet_ = false;
-    bool userPreference_ = false;
-    bool userPreferenceSet_ = false;
+    std::atomic<bool> defaultValue_;
+    std::atomic<bool> serverPermission_{false};
+    std::atomic<bool> serverPermissionSet_{false};
+    std::atomic<bool> userPreference_{false};
+    std::atomic<bool> userPreferenceSet_{false};
 };

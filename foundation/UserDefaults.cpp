@@ -2,13 +2,13 @@
 
 #include <errno.h>
 
-#include <cctype>
 #include <cmath>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <system_error>
 
 #include "foundation/AtomicFile.h"
+#include "foundation/BoolValue.h"
 #include "foundation/ConcurrencyLog.h"
 #include "foundation/Console.h"
 #include "foundation/Sandbox.h"
@@ -30,26 +30,6 @@ struct StandardState {
 
 StandardState& standardState() {
     return neverDestroyed<StandardState>();
-}
-
-// The platform's reading of a text as a boolean: after blanks, a sign and zeros, "Y", "y", "T", "t" or a
-// digit 1-9 means true.
-bool textAsBool(const std::string& text) {
-    size_t i = 0;
-    while (i < text.size() && std::isspace(static_cast<unsigned char>(text[i]))) {
-        ++i;
-    }
-    if (i < text.size() && (text[i] == '+' || text[i] == '-')) {
-        ++i;
-    }
-    while (i < text.size() && text[i] == '0') {
-        ++i;
-    }
-    if (i >= text.size()) {
-        return false;
-    }
-    const char c = text[i];
-    return c == 'Y' || c == 'y' || c == 'T' || c == 't' || (c >= '1' && c <= '9');
 }
 
 std::filesystem::path setAsideName(const std::filesystem::path& file) {
@@ -252,17 +232,7 @@ void UserDefaults::removeObjectForKey(std::string_view key) {
 }
 
 bool UserDefaults::boolForKey(std::string_view key) const {
-    const Value value = objectForKey(key);
-    if (value.is_boolean()) {
-        return value.get<bool>();
-    }
-    if (value.is_number()) {
-        return value.get<double>() != 0.0;
-    }
-    if (value.is_string()) {
-        return textAsBool(value.get<std::string>());
-    }
-    return false;
+    return boolValue(objectForKey(key));
 }
 
 void UserDefaults::setBool(bool value, std::string_view key) {

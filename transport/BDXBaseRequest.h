@@ -15,4 +15,7 @@ class BDXBaseRequest : public bdx::Object {
     virtual bool isExecuting() const = 0;
     virtual void setIsExecuting(bool isExecuting) = 0;
     virtual bool isSuccess() const = 0;
+    // Whether the request starts even while the server manager is disabled: only the one whose reply
+    // can switch the manager on again.
+    virtual bool runsWhileServerManagerIsDisabled() const { return false; }
 };

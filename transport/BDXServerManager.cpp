@@ -158,7 +158,7 @@ void BDXServerManager::executeRequest(const std::shared_ptr<BDXBaseRequest>& req
     if (!BDXReachabilityInstance::isReachable()) {
         return;
     }
-    if (shouldDisableServerManager()) {
+    if (shouldDisableServerManager() && !request->runsWhileServerManagerIsDisabled()) {
         return;
     }
     if (request->isExecuting()) {

@@ -77,8 +77,9 @@ class BDXServerManager : public bdx::Object,
     void handleRequest(const std::shared_ptr<BDXBaseRequest>& request);
 
     void popRequest(const std::shared_ptr<BDXBaseRequest>& request);
-    // Starts the request when the service is reachable, the manager is not disabled and the request is
-    // not running, asked in that order; otherwise it waits in the list.
+    // Starts the request when the service is reachable, the manager is not disabled (or the request is
+    // the one that may run while it is) and the request is not running, asked in that order; otherwise
+    // it waits in the list.
     void executeRequest(const std::shared_ptr<BDXBaseRequest>& request);
     // One pass over a copy of the list, in order, on the manager's queue.
     void refresh();
@@ -104,7 +105,8 @@ class BDXServerManager : public bdx::Object,
     // The names of the background tasks begun and not yet ended.
     std::vector<std::string> backgroundTaskNames() const;
 
-    // While true nothing new starts (set by the account-state check of the features).
+    // While true nothing new starts but the feature check, whose reply is what can switch the manager
+    // on again (set by the account-state check of the features).
     void shouldDisableServerManager(bool disable);
     bool shouldDisableServerManager() const;
 

@@ -23,6 +23,7 @@
 #include "core/BDXDefaults.h"
 #include "core/BDXIntializationManager.h"
 #include "core/BrindlexCore.h"
+#include "foundation/BlockOperation.h"
 #include "foundation/Clock.h"
 #include "foundation/DispatchQueue.h"
 #include "foundation/NotificationCenter.h"
@@ -292,17 +293,23 @@ int main(int argc, char** argv) {
     say("sandbox      %s", sandbox.c_str());
     say("service      %s", BDXDefaults::getInstance()->baseURL().c_str());
 
-    // The public layer's start: the token, then the start-up operations one at a time in their order, then
-    // the mark that the library was started.
+    // The public layer's start: the start-up operations one at a time in their order, then, once the service
+    // can be reached (a request pushed before the reachability operation would wait in the list for the next
+    // change of the network), the token, which starts the daily feature check, and the mark that the library
+    // was started.
     ScriptedUI ui;
     onMain([&] { ui = buildUI(); });
-    BDXDataStore::getInstance()->setAppToken(token);
     auto startup = BDXIntializationManager::getInstance();
-    auto operations = BDXIntializationManager::startupOperations();
-    startup->addOperations(operations);
-    operations.back()->waitUntilFinished();
+    startup->addOperations(BDXIntializationManager::startupOperations());
+    auto started = bdx::BlockOperation::blockOperationWithBlock([&token] {
+        // From the main thread, as a host calls it: the check it starts is queued behind this call there,
+        // and so reads the new token.
+        onMain([&token] { BDXDataStore::getInstance()->setAppToken(token); });
+        BDXDataStore::getInstance()->brindlexInitialized();
+    });
+    startup->addOperation(started);
+    started->waitUntilFinished();
     onMain([] {});  // the first session begins on the main queue, after the operations handed it over
-    BDXDataStore::getInstance()->brindlexInitialized();
     onMain([] {
         bdx::ui::Application::sharedApplication()->becomeActive();
         say("launch       %s began", describe(BDXSessionManager::getInstance()->currentSession()).c_str());
