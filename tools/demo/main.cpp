@@ -54,9 +54,10 @@ Runs a host application that embeds BrindlexCore and plays one launch of a user'
 the library, a first screen, a second one, the background, the foreground, more use and the background
 again. Each begin and end of a session is printed as it happens.
 
-  --sandbox DIR     the application's sandbox (its preferences, caches and logs); by default a fresh
-                    folder, printed. Run twice over the same folder to relaunch the application: the
-                    session saved at the last background is delivered by the next launch.
+  --sandbox DIR     the application's sandbox (its preferences, caches and logs); by default
+                    BRINDLEX_SANDBOX when set, else a fresh folder, printed. Run twice over the same
+                    folder to relaunch the application: the sessions saved at the last background are
+                    delivered by the next launch.
   --token TOKEN     the application token (default: demo-app-token)
   --transcript FILE reads the request records of the reference collector (a JSON array, as its
                     GET /_collector/requests answers; - for standard input) and prints what the
@@ -269,6 +270,9 @@ int main(int argc, char** argv) {
         }
         std::fprintf(stderr, "demo: unknown argument %s\n\n%s", argument.c_str(), kUsage);
         return 2;
+    }
+    if (const char* root = std::getenv("BRINDLEX_SANDBOX"); sandbox.empty() && root && *root) {
+        sandbox = root;
     }
     if (sandbox.empty()) {
         char folder[] = "/tmp/brindlex-demo-XXXXXX";
