@@ -46,6 +46,10 @@ class DemoProcess {
         }
         argv.push_back(nullptr);
         std::vector<std::string> environment = {"BRINDLEX_BASE_URL=" + baseURL};
+        if (!std::getenv("TSAN_OPTIONS")) {
+            // A thread-sanitizer build waits a second at every exit by default; the kill table runs a hundred.
+            environment.emplace_back("TSAN_OPTIONS=atexit_sleep_ms=0");
+        }
         for (char** entry = environ; *entry; ++entry) {
             if (std::strncmp(*entry, "BRINDLEX_BASE_URL=", 18) != 0) {
                 environment.emplace_back(*entry);
