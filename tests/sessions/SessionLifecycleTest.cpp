@@ -3,7 +3,6 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <functional>
 #include <iterator>
 #include <regex>
 #include <string>
@@ -109,36 +108,33 @@ TEST_F(SessionLifecycle, PayloadHasEveryKeyWithItsTypeCompactAndCompressed) {
 
     const auto info = bdx::host::Info::shared();
     const auto session = manager()->currentSession();
-    const auto isText = [](const bdx::Value& v) { return v.is_string(); };
-    struct Key {
-        const char* name;
-        std::function<bool(const bdx::Value&)> holds;
-        bdx::Value expected;  // null: only the type is checked
-    };
-    const Key keys[] = {
-        {"sdk_version", isText, BDXInspector::getSDKVersion()},
-        {"application_token", isText, "app-token"},
-        {"uuid", isText, BDXInspector::getUUID()},
-        {"os", isText, "iOS " + info->systemVersion()},
-        {"device", isText, BDXInspector::getDeviceModel()},
-        {"bundle_id", isText, info->bundleIdentifier()},
-        {"app_version", isText, info->shortVersionString() + " (" + info->bundleVersion() + ")"},
-        {"started_at", isText, bdx::stringWithFormat("%f", session->sessionStartTimestamp())},
-        {"duration", [](const bdx::Value& v) { return v.is_number_integer(); }, 0},
-        {"email", isText, "ann@example.com"},
-        {"name", isText, "Ann"},
-        {"custom_attributes", [](const bdx::Value& v) { return v.is_object(); }, bdx::Value::object()},
-        {"user_events", [](const bdx::Value& v) { return v.is_array(); }, bdx::Value::array()},
-        {"crash_reporting_enabled", [](const bdx::Value& v) { return v.is_boolean(); }, true},
+    // Each key with its value, whose type is the type the service reads.
+    const std::pair<const char*, bdx::Value> keys[] = {
+        {"sdk_version", BDXInspector::getSDKVersion()},
+        {"application_token", "app-token"},
+        {"uuid", BDXInspector::getUUID()},
+        {"os", "iOS " + info->systemVersion()},
+        {"device", BDXInspector::getDeviceModel()},
+        {"bundle_id", info->bundleIdentifier()},
+        {"app_version", info->shortVersionString() + " (" + info->bundleVersion() + ")"},
+        {"started_at", bdx::stringWithFormat("%f", session->sessionStartTimestamp())},
+        {"duration", 0},
+        {"email", "ann@example.com"},
+        {"name", "Ann"},
+        {"custom_attributes", bdx::Value::object()},
+        {"user_events", bdx::Value::array()},
+        {"crash_reporting_enabled", true},
         // No session has ended yet, so this one still has the first number, and says so.
-        {"session_number", [](const bdx::Value& v) { return v.is_number_integer(); }, 1},
+        {"session_number", 1},
     };
     std::vector<std::string> order;
-    for (const auto& key : keys) {
-        order.push_back(key.name);
-        ASSERT_TRUE(payload.contains(key.name)) << key.name << " missing from " << payload.dump();
-        EXPECT_TRUE(key.holds(payload[key.name])) << key.name << ": " << payload[key.name].dump();
-        EXPECT_EQ(key.expected, payload[key.name]) << key.name;
+    for (const auto& [name, expected] : keys) {
+        order.push_back(name);
+        ASSERT_TRUE(payload.contains(name)) << name << " missing from " << payload.dump();
+        EXPECT_STREQ(expected.type_name(), payload[name].type_name()) << name << ": " << payload[name].dump();
+        EXPECT_EQ(expected.is_number_integer(), payload[name].is_number_integer())
+            << name << ": whole numbers";
+        EXPECT_EQ(expected, payload[name]) << name;
     }
     EXPECT_TRUE(std::regex_match(payload["started_at"].get<std::string>(), std::regex(R"(\d+\.\d{6})")));
     std::vector<std::string> sentOrder;
