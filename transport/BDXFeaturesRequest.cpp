@@ -27,11 +27,13 @@ void BDXFeaturesRequest::serverExecutionDone(const std::shared_ptr<BDXServerProt
                                              std::int64_t statusCode, const std::optional<bdx::Error>& error,
                                              const bdx::Value& response) {
     auto failure = judgeResult(statusCode, error, response);
-    if (!failure && response.is_null()) {
-        // A literal null is JSON but no answer: nothing to apply, so it is asked again like any failure.
+    if (!failure && !response.is_object()) {
+        // JSON, but not the object of flags (a bare null, number or list): nothing to apply, so it is
+        // asked again like any failure.
         setIsSuccess(false);
         setFailures(failures() + 1);
-        failure = BDXRequestErrorInfo{error, statusCode, nullptr};
+        failure = BDXRequestErrorInfo{
+            error, statusCode, response.is_null() ? nullptr : std::make_shared<const bdx::Value>(response)};
     }
     auto delegate = delegate_.lock();
     if (!delegate) {

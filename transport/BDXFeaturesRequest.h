@@ -26,8 +26,8 @@ class BDXFeaturesRequest : public BDXHighLevelRequest,
     BDXFeaturesRequest(bdx::Value parameters, std::weak_ptr<BDXFeaturesRequestDelegate> delegate);
 
     void executeNow() override;
-    // The common judgement; a success without a response to read counts as a failure too, so that it is
-    // asked again.
+    // The common judgement; a success whose reply is not a JSON object counts as a failure too, so that
+    // it is asked again.
     void serverExecutionDone(const std::shared_ptr<BDXServerProtocol>& request, std::int64_t statusCode,
                              const std::optional<bdx::Error>& error, const bdx::Value& response) override;
     // Its reply is what switches a disabled server manager on again, so it is the one request that

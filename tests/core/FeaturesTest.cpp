@@ -15,6 +15,7 @@
 #include "foundation/Date.h"
 #include "foundation/UserDefaults.h"
 #include "tests/core/CoreTestSupport.h"
+#include "tests/core/FeatureDelegateRecorder.h"
 
 namespace {
 
@@ -153,20 +154,6 @@ TEST_F(BDXFeaturesTest, EachFlagHasItsDefaultKeySetterAndObservableName) {
     }
 }
 
-TEST_F(BDXFeaturesTest, SetterNamesAndSettingsKeys) {
-    const std::vector<std::pair<const char*, const char*>> setters = {
-        {"setUserSteps:", "userSteps"},
-        {"setBDXLog:", "BDXLog"},
-        {"setUserLoggerInC:", "userLoggerInC"},
-        {"setSessionProfiler:", "sessionProfiler"},
-    };
-    for (const auto& [setter, name] : setters) {
-        EXPECT_EQ(BDXFeatures::nameForFeatureSetter(setter), name) << setter;
-    }
-    EXPECT_EQ(BDXFeatures::defaultsKeyForFeatureName("chats"), "BDXFeatures/Chats");
-    EXPECT_EQ(BDXFeatures().propertyForFeature("chats"), nullptr);
-}
-
 TEST_F(BDXFeaturesTest, UserStepsModesSetOnlyTheVisualSwitches) {
     // One object through a sequence of modes: an unknown mode changes nothing of the mode before.
     struct Step {
@@ -187,31 +174,6 @@ TEST_F(BDXFeaturesTest, UserStepsModesSetOnlyTheVisualSwitches) {
     }
 }
 
-TEST_F(BDXFeaturesTest, ScreenshotsOfVisualStepsNeedTheFlagFromTheService) {
-    storeServerValue("BDXFeatures/VisualUserSteps", false);
-    BDXFeatures features;
-    features.setVisualUserStepsWithScreenshots(true);
-    features.setUserStepsOption(BDXFeatures::kUserStepsEnable);
-    EXPECT_FALSE(features.visualUserStepsWithScreenshots());
-}
-
-// A registered flag's delegate, told on the features queue.
-class RecordingDelegate : public BDXFeatureServerValueDelegate {
-  public:
-    void didUpdateServerValueForFeature(const std::string& feature, bool withServerPermission) override {
-        std::lock_guard<std::mutex> guard(mutex);
-        calls.emplace_back(feature, withServerPermission);
-    }
-    std::vector<std::pair<std::string, bool>> heard() {
-        std::lock_guard<std::mutex> guard(mutex);
-        return calls;
-    }
-
-  private:
-    std::mutex mutex;
-    std::vector<std::pair<std::string, bool>> calls;
-};
-
 struct RegistrationCase {
     const char* label;
     bdx::Value stored;  // under BDXFeatures/Chats, null for none
@@ -222,18 +184,16 @@ struct RegistrationCase {
 
 TEST_F(BDXFeaturesTest, ARegisteredFlagHearsWhatIsKnownBeforeRegisteringReturns) {
     const std::vector<RegistrationCase> cases = {
-        {"stored value", true, bdx::Value(), {{"chats", true}}, true},
         {"stored value wins over the cached answer", false, {{"chats", true}}, {{"chats", false}}, false},
         {"only the cached answer, stored now", bdx::Value(), {{"chats", "1"}}, {{"chats", true}}, true},
         {"cached answer without the name", bdx::Value(), {{"surveys", true}}, {}, bdx::Value()},
-        {"nothing known", bdx::Value(), bdx::Value(), {}, bdx::Value()},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.label);
         store()->setObject(c.stored, "BDXFeatures/Chats");
         store()->setObject(c.cached, kBDXDefaultsKeyFeaturesLatestFeaturesResponse);
         BDXFeatures features;
-        auto delegate = std::make_shared<RecordingDelegate>();
+        auto delegate = std::make_shared<bdx::testing::FeatureDelegateRecorder>();
         features.registerFeature("chats", delegate);
         EXPECT_EQ(delegate->heard(), c.heard);
         EXPECT_EQ(store()->objectForKey("BDXFeatures/Chats"), c.storedAfter);
