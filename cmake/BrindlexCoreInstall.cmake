@@ -18,6 +18,9 @@ set(BDX_PUBLIC_HEADERS
     core/BDXAttributedString.h
     # the data store hears the version check through this protocol
     transport/BDXSDKVersionRequestDelegate.h
+    # sessions: the notifications of their begin and end, listeners, and the switch that stops their
+    # sending
+    sessions/BDXSessionManager.h
     # The run loop, queues, sandbox, clock and console a host drives or listens to, and the value
     # types the headers above speak in
     foundation/RunLoop.h foundation/DispatchQueue.h foundation/Sandbox.h foundation/Clock.h
