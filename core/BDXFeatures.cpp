@@ -4,7 +4,8 @@
 
 BDXFeatures::BDXFeatures()
     : multipleAttachmentsFeature_(BDXFeature::featureWithDefaultValue(true)),
-      disclaimerFeature_(BDXFeature::featureWithDefaultValue(true)) {}
+      disclaimerFeature_(BDXFeature::featureWithDefaultValue(true)),
+      crashReportingFeature_(BDXFeature::featureWithDefaultValue(true)) {}
 
 bool BDXFeatures::multipleAttachments() const {
     return multipleAttachmentsFeature_->enabled();
@@ -20,6 +21,14 @@ bool BDXFeatures::disclaimer() const {
 
 void BDXFeatures::setDisclaimer(bool enabled) {
     disclaimerFeature_->setUserPreference(enabled);
+}
+
+bool BDXFeatures::crashReporting() const {
+    return crashReportingFeature_->enabled();
+}
+
+void BDXFeatures::setCrashReporting(bool enabled) {
+    crashReportingFeature_->setUserPreference(enabled);
 }
 
 void BDXFeatures::checkFeatures() {}
