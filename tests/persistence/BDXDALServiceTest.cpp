@@ -103,21 +103,14 @@ TEST_F(DALService, LaneReadsFollowQueuedWritesAndThrowawayWorkSavesNothing) {
     auto lane = service->contextProvider()->writeContext();
     EXPECT_EQ(lane, std::make_shared<BDXLogLoggerContextProvider>()->writeContext())
         << "one lane per provider class";
-    EXPECT_NE(lane, service->contextProvider()->newContext());
     holdLane();
     service->writeASync([](const auto& context) { insertLog(*context, "queued"); }, nullptr);
-    std::promise<std::pair<Messages, bool>> read;
-    std::promise<void> completed;
+    std::promise<Messages> read;
     service->readASync(
-        [&](const auto& context) {
-            read.set_value({messagesIn(context), context == lane});
-        },
-        [&] { completed.set_value(); });
+        [&](const auto& context) { read.set_value(context == lane ? messagesIn(context) : Messages{}); },
+        nullptr);
     openLane();
-    auto [seen, onLane] = read.get_future().get();
-    EXPECT_EQ(Messages{"queued"}, seen);
-    EXPECT_TRUE(onLane);
-    completed.get_future().get();
+    EXPECT_EQ(Messages{"queued"}, read.get_future().get());
 
     service->performBlockSyncWithoutSave([](const auto& context) { insertLog(*context, "throwaway"); });
     service->writeSync([](const auto& context) { insertLog(*context, "sync"); });
