@@ -2,24 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "persistence/BDXSessionLogRequests.h"
-
-using bdx::store::FetchRequest;
-
 std::string BDXNetworkLog::entityName() {
     return "NetworkLog";
-}
-
-FetchRequest BDXNetworkLog::fetchRequest() {
-    return FetchRequest(entityName());
-}
-
-FetchRequest BDXNetworkLog::fetchRequestWithSessionIdNotEqual(const std::string& sessionId) {
-    return bdx_session_log_requests::otherSessions(entityName(), sessionId);
-}
-
-FetchRequest BDXNetworkLog::logsFetchRequestWithMaxCount(std::size_t maxCount, const std::string& sessionId) {
-    return bdx_session_log_requests::newestOfSession(entityName(), maxCount, sessionId);
 }
 
 bdx::Value BDXNetworkLog::headers() const {
