@@ -1,0 +1,5 @@
+#include "persistence/BDXLog.h"
+
+std::string BDXLog::entityName() {
+    return "BrindlexLog";
+}
