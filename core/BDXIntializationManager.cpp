@@ -1,7 +1,7 @@
 #include "core/BDXIntializationManager.h"
 
-#include "core/BDXSingleton.h"
 #include "core/BDXOperation.h"
+#include "core/BDXSingleton.h"
 #include "foundation/BlockOperation.h"
 #include "persistence/BDXCacheManager.h"
 #include "persistence/BDXCoreDataPersistenceManager.h"

@@ -47,7 +47,8 @@ class DemoProcess {
         argv.push_back(nullptr);
         std::vector<std::string> environment = {"BRINDLEX_BASE_URL=" + baseURL};
         if (!std::getenv("TSAN_OPTIONS")) {
-            // A thread-sanitizer build waits a second at every exit by default; the kill table runs a hundred.
+            // A thread-sanitizer build waits a second at every exit by default; the kill table runs a
+            // hundred.
             environment.emplace_back("TSAN_OPTIONS=atexit_sleep_ms=0");
         }
         for (char** entry = environ; *entry; ++entry) {
@@ -86,7 +87,8 @@ class DemoProcess {
 
     // The next line of output; nothing at the end of the output or when none came within the time.
     std::optional<std::string> readLine(double timeoutSeconds = 20) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(timeoutSeconds);
+        const auto deadline =
+            std::chrono::steady_clock::now() + std::chrono::duration<double>(timeoutSeconds);
         for (;;) {
             if (auto end = buffer_.find('\n'); end != std::string::npos) {
                 std::string line = buffer_.substr(0, end);
@@ -138,7 +140,9 @@ class DemoProcess {
         return status_;
     }
 
-    const std::vector<std::string>& lines() const { return lines_; }
+    const std::vector<std::string>& lines() const {
+        return lines_;
+    }
 
   private:
     pid_t pid_ = -1;

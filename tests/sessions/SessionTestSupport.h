@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "core/BDXDefaults.h"
 #include "core/BDXIntializationManager.h"
 #include "core/BDXServiceURL.h"
 #include "foundation/Operation.h"
@@ -16,13 +17,12 @@
 #include "persistence/BDXCache.h"
 #include "persistence/BDXCacheManager.h"
 #include "persistence/BDXSessionCache.h"
+#include "platform/ui/Application.h"
 #include "sessions/BDXSession.h"
 #include "sessions/BDXSessionManager.h"
 #include "testing/Collector.h"
 #include "testing/DispatchTesting.h"
 #include "testing/SandboxTest.h"
-#include "core/BDXDefaults.h"
-#include "platform/ui/Application.h"
 #include "transport/BDXServerManager.h"
 
 namespace bdx::testing {
