@@ -1,9 +1,12 @@
 #include "platform/store/ManagedObject.h"
 
 #include <limits>
+#include <map>
+#include <mutex>
 
 #include <nlohmann/json.hpp>
 
+#include "foundation/Singleton.h"
 #include "platform/PlatformLog.h"
 #include "platform/store/ManagedObjectContext.h"
 
@@ -56,6 +59,39 @@ std::optional<T> as(const std::optional<FieldValue>& field) {
 ManagedObject::ManagedObject(std::weak_ptr<ManagedObjectContext> context, ObjectID id,
                              const EntityDescription& entity)
     : context_(std::move(context)), id_(id), entity_(&entity), values_(entity.properties().size()) {}
+
+namespace {
+// The class table outlives every context (never destroyed), like the run-time's own.
+std::mutex& classesMutex() {
+    return neverDestroyed<std::mutex, ManagedObject>();
+}
+std::map<std::string, ManagedObject::Factory>& classes() {
+    return neverDestroyed<std::map<std::string, ManagedObject::Factory>, ManagedObject>();
+}
+}  // namespace
+
+void ManagedObject::registerManagedObjectClass(const std::string& className, Factory factory) {
+    std::lock_guard lock(classesMutex());
+    classes()[className] = std::move(factory);
+}
+
+std::shared_ptr<ManagedObject> ManagedObject::make(std::weak_ptr<ManagedObjectContext> context, ObjectID id,
+                                                   const EntityDescription& entity) {
+    Factory factory;
+    if (!entity.managedObjectClassName().empty()) {
+        std::lock_guard lock(classesMutex());
+        if (auto it = classes().find(entity.managedObjectClassName()); it != classes().end())
+            factory = it->second;
+    }
+    std::shared_ptr<ManagedObject> object = factory ? factory() : nullptr;
+    if (!object)
+        return std::make_shared<ManagedObject>(std::move(context), id, entity);
+    object->context_ = std::move(context);
+    object->id_ = id;
+    object->entity_ = &entity;
+    object->values_.assign(entity.properties().size(), FieldValue{});
+    return object;
+}
 
 const std::string& ManagedObject::entityName() const {
     return entity_->name();
@@ -169,6 +205,19 @@ Value ManagedObject::valueForKey(const std::string& key) const {
 }
 void ManagedObject::setValue(const std::string& key, const Value& value) {
     write(key, value.is_null() ? FieldValue() : FieldValue(value.dump()), acceptsValue);
+}
+
+namespace {
+bool acceptsAttribute(const PropertyDescription& p) {
+    return p.kind == Kind::Attribute;
+}
+}  // namespace
+
+FieldValue ManagedObject::primitiveValueForKey(const std::string& key) const {
+    return read(key, acceptsAttribute).value_or(FieldValue{});
+}
+void ManagedObject::setPrimitiveValue(const std::string& key, FieldValue value) {
+    write(key, std::move(value), acceptsAttribute);
 }
 
 std::shared_ptr<ManagedObject> ManagedObject::objectForKey(const std::string& key) const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,9 +19,16 @@ class ManagedObjectContext;
 // One object of the graph, living in one context. Fields are read and written by property name through
 // typed accessors; a name the entity does not have, or of another type, is logged and reads as absent.
 // Reads and writes are safe from any thread, though an object belongs to its context's queue.
+//
+// An entity may name a class (EntityDescription::managedObjectClassName): once that class is registered,
+// every object of the entity that a context makes is an instance of it, so a fetch hands out objects
+// that can be cast to the entity's class.
 class ManagedObject : public std::enable_shared_from_this<ManagedObject> {
   public:
+    virtual ~ManagedObject() = default;
+
     const std::string& entityName() const;
+    const EntityDescription& entity() const { return *entity_; }
     const ObjectID& objectID() const { return id_; }
     std::shared_ptr<ManagedObjectContext> managedObjectContext() const { return context_.lock(); }
 
@@ -41,6 +49,10 @@ class ManagedObject : public std::enable_shared_from_this<ManagedObject> {
     Value valueForKey(const std::string& key) const;
     void setValue(const std::string& key, const Value& value);
 
+    // Any attribute (not a relationship) in its stored form; what copying an object needs.
+    FieldValue primitiveValueForKey(const std::string& key) const;
+    void setPrimitiveValue(const std::string& key, FieldValue value);
+
     // To-one relationships; the other object must live in the same context.
     std::shared_ptr<ManagedObject> objectForKey(const std::string& key) const;
     void setObject(const std::string& key, const std::shared_ptr<ManagedObject>& object);
@@ -56,6 +68,17 @@ class ManagedObject : public std::enable_shared_from_this<ManagedObject> {
 
     ManagedObject(std::weak_ptr<ManagedObjectContext> context, ObjectID id, const EntityDescription& entity);
 
+    using Factory = std::function<std::shared_ptr<ManagedObject>()>;
+    // Makes `className` the class of the entities that name it. Registering a name again replaces it.
+    static void registerManagedObjectClass(const std::string& className, Factory factory);
+    // An object of `entity` in `context`: an instance of the entity's class when one is registered.
+    static std::shared_ptr<ManagedObject> make(std::weak_ptr<ManagedObjectContext> context, ObjectID id,
+                                               const EntityDescription& entity);
+
+  protected:
+    // For entity classes: the context that makes the object attaches it to its entity.
+    ManagedObject() = default;
+
   private:
     friend class ManagedObjectContext;
 
@@ -64,7 +87,7 @@ class ManagedObject : public std::enable_shared_from_this<ManagedObject> {
 
     std::weak_ptr<ManagedObjectContext> context_;
     ObjectID id_;
-    const EntityDescription* entity_;
+    const EntityDescription* entity_ = nullptr;
     // Guarded by the context's lock.
     Row values_;
     bool fault_ = false;

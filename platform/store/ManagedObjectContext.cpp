@@ -71,8 +71,8 @@ std::shared_ptr<ManagedObject> ManagedObjectContext::insertNewObjectForEntityFor
         return nullptr;
     }
     ObjectID id{*entity, coordinator->newKey(*entity)};
-    auto object = std::make_shared<ManagedObject>(weak_from_this(), id,
-                                                  coordinator->managedObjectModel().entities()[*entity]);
+    auto object =
+        ManagedObject::make(weak_from_this(), id, coordinator->managedObjectModel().entities()[*entity]);
     std::lock_guard lock(mutex_);
     registered_[id] = object;
     pending_[id] = Pending{Change::Inserted, object};
@@ -187,7 +187,7 @@ std::shared_ptr<ManagedObject> ManagedObjectContext::objectForIDLocked(const Obj
             return object;
         }
     }
-    auto object = std::make_shared<ManagedObject>(weak_from_this(), id, model()->entities()[id.entity]);
+    auto object = ManagedObject::make(weak_from_this(), id, model()->entities()[id.entity]);
     if (values) {
         object->values_ = *values;
     } else {

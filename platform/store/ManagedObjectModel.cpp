@@ -58,6 +58,17 @@ EntityDescription& EntityDescription::addToMany(std::string name, std::string de
     return *this;
 }
 
+EntityDescription& EntityDescription::setManagedObjectClassName(std::string className) {
+    className_ = std::move(className);
+    return *this;
+}
+
+EntityDescription& EntityDescription::addFetchIndex(
+    std::vector<std::pair<std::string, bool>> ascendingByAttribute) {
+    indexes_.push_back(std::move(ascendingByAttribute));
+    return *this;
+}
+
 std::optional<std::size_t> EntityDescription::indexOfProperty(const std::string& name) const {
     for (std::size_t i = 0; i < properties_.size(); ++i)
         if (properties_[i].name == name)
@@ -87,6 +98,14 @@ bool ManagedObjectModel::validate(Error* error) const {
     for (const auto& entity : entities_) {
         if (!isPlainIdentifier(entity.name()))
             return fail(error, "Entity name is not an identifier: " + entity.name());
+        for (const auto& index : entity.fetchIndexes()) {
+            for (const auto& [attribute, ascending] : index) {
+                auto at = entity.indexOfProperty(attribute);
+                if (!at || entity.properties()[*at].kind != Kind::Attribute)
+                    return fail(error,
+                                "Index names an unknown attribute: " + entity.name() + "." + attribute);
+            }
+        }
         for (const auto& p : entity.properties()) {
             if (!isPlainIdentifier(p.name) || p.name == "pk")
                 return fail(error, "Property name is not usable: " + entity.name() + "." + p.name);
@@ -113,12 +132,17 @@ bool ManagedObjectModel::validate(Error* error) const {
 std::shared_ptr<const ManagedObjectModel> ManagedObjectModel::brindlexDataModel() {
     using T = AttributeType;
     auto model = std::make_shared<ManagedObjectModel>("BrindlexDataModel");
+    // Logs are read as "the newest of one session", so their index runs newest first within a session.
     model->addEntity("BrindlexLog")
+        .setManagedObjectClassName("BDXLog")
+        .addFetchIndex({{"sessionId", true}, {"date", false}})
         .addAttribute("date", T::Date)
         .addAttribute("level", T::String)
         .addAttribute("message", T::String)
         .addAttribute("sessionId", T::String);
     model->addEntity("NetworkLog")
+        .setManagedObjectClassName("BDXNetworkLog")
+        .addFetchIndex({{"sessionId", true}, {"date", false}})
         .addAttribute("date", T::Date)
         .addAttribute("headers", T::Transformable)
         .addAttribute("method", T::String)
@@ -130,6 +154,7 @@ std::shared_ptr<const ManagedObjectModel> ManagedObjectModel::brindlexDataModel(
         .addAttribute("sessionId", T::String)
         .addAttribute("duration", T::Double);
     model->addEntity("UserStep")
+        .setManagedObjectClassName("BDXUserStep")
         .addAttribute("eventType", T::String)
         .addAttribute("identifier", T::String)
         .addAttribute("isAttached", T::Boolean)
@@ -143,8 +168,12 @@ std::shared_ptr<const ManagedObjectModel> ManagedObjectModel::brindlexDataModel(
         .addAttribute("timeEpoch", T::Double)
         .addAttribute("view", T::String)
         .addAttribute("orientation", T::String);
-    model->addEntity("EventLog").addAttribute("name", T::String).addAttribute("count", T::Integer32);
+    model->addEntity("EventLog")
+        .setManagedObjectClassName("BDXEventLog")
+        .addAttribute("name", T::String)
+        .addAttribute("count", T::Integer32);
     model->addEntity("Analytic")
+        .setManagedObjectClassName("BDXAnalytics")
         .addAttribute("count", T::Integer32)
         .addAttribute("eventLog", T::String)
         .addAttribute("isDeprecated", T::Boolean)
@@ -152,6 +181,7 @@ std::shared_ptr<const ManagedObjectModel> ManagedObjectModel::brindlexDataModel(
         .addAttribute("timeStamp", T::Date)
         .addToMany("param", "AnalyticsParam", "analytic");
     model->addEntity("AnalyticsParam")
+        .setManagedObjectClassName("BDXAnalyticsParam")
         .addAttribute("name", T::String)
         .addAttribute("type", T::String)
         .addAttribute("value", T::String)

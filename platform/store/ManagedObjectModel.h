@@ -48,15 +48,25 @@ class EntityDescription {
     EntityDescription& addAttribute(std::string name, AttributeType type);
     EntityDescription& addToOne(std::string name, std::string destination, std::string inverse);
     EntityDescription& addToMany(std::string name, std::string destination, std::string inverse);
+    // The class whose instances stand for this entity's objects (see registerManagedObjectClass); empty
+    // or unregistered gives plain ManagedObject instances.
+    EntityDescription& setManagedObjectClassName(std::string className);
+    // An index over attributes, each with its direction, so that a fetch filtering on the first and
+    // sorting by the next ones reads only the rows it returns. Made on open, also in older files.
+    EntityDescription& addFetchIndex(std::vector<std::pair<std::string, bool>> ascendingByAttribute);
 
     const std::string& name() const { return name_; }
+    const std::string& managedObjectClassName() const { return className_; }
     const std::vector<PropertyDescription>& properties() const { return properties_; }
+    const std::vector<std::vector<std::pair<std::string, bool>>>& fetchIndexes() const { return indexes_; }
     // Index of the property named `name`, or nullopt.
     std::optional<std::size_t> indexOfProperty(const std::string& name) const;
 
   private:
     std::string name_;
+    std::string className_;
     std::vector<PropertyDescription> properties_;
+    std::vector<std::vector<std::pair<std::string, bool>>> indexes_;
 };
 
 // The schema of an object graph. Entity and property names become table and column names, so a model

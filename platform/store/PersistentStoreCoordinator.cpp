@@ -323,6 +323,21 @@ bool PersistentStoreCoordinator::migrateLocked(const StoreOptions& options, Erro
                                                   "The model does not match the store and migration is off"));
             }
     }
+    for (const auto& entity : model_->entities()) {
+        for (const auto& index : entity.fetchIndexes()) {
+            std::string indexName = entity.name(), columns;
+            for (const auto& [attribute, ascending] : index) {
+                indexName += "_" + attribute;
+                columns += (columns.empty() ? "" : ", ") + quoted(attribute) + (ascending ? " ASC" : " DESC");
+            }
+            const std::string& name = indexName;
+            if (!exec(db_,
+                      "CREATE INDEX IF NOT EXISTS " + quoted(name) + " ON " + quoted(entity.name()) + " (" +
+                          columns + ")",
+                      error))
+                return exec(db_, "ROLLBACK", nullptr), false;
+        }
+    }
     return exec(db_, "COMMIT", error);
 }
 
@@ -330,7 +345,11 @@ bool PersistentStoreCoordinator::destroyPersistentStoreAtURL(const std::string& 
     bool ok = true;
     for (const char* suffix : {"", "-wal", "-shm", "-journal"}) {
         std::error_code ec;
-        std::filesystem::remove(path + suffix, ec);
+        // Whatever stands at the store's own path is the store's, a directory left there included.
+        if (std::filesystem::is_directory(path + suffix, ec))
+            std::filesystem::remove_all(path + suffix, ec);
+        else
+            std::filesystem::remove(path + suffix, ec);
         if (ec)
             ok = fail(error, Error::posix(ec.value()));
     }

@@ -64,7 +64,8 @@ class PersistentStoreCoordinator {
     // Closes the store; contexts keep their unsaved changes.
     void removePersistentStore();
 
-    // Removes the store file and its -wal, -shm and -journal companions. True when none is left.
+    // Removes the store file and its -wal, -shm and -journal companions (a directory standing in the place
+    // of one goes with all it holds). True when none is left.
     static bool destroyPersistentStoreAtURL(const std::string& path, Error* error = nullptr);
 
     // --- Used by the contexts.

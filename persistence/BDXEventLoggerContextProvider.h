@@ -1,0 +1,6 @@
+#pragma once
+
+#include "persistence/BDXContextProviderProtocol.h"
+
+// The lane of the logger of counted events.
+class BDXEventLoggerContextProvider : public BDXLoggerContextProvider<BDXEventLoggerContextProvider> {};

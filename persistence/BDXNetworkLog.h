@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "foundation/Date.h"
+#include "foundation/Value.h"
+#include "platform/store/FetchRequest.h"
+#include "platform/store/ManagedObject.h"
+
+// One HTTP transaction of the object store (entity "NetworkLog").
+class BDXNetworkLog : public bdx::store::ManagedObject {
+  public:
+    using ManagedObject::setDate;
+
+    static std::string entityName();
+    static bdx::store::FetchRequest fetchRequest();
+    static bdx::store::FetchRequest fetchRequestWithSessionIdNotEqual(const std::string& sessionId);
+    // The newest `maxCount` rows of one session, newest first.
+    static bdx::store::FetchRequest logsFetchRequestWithMaxCount(std::size_t maxCount,
+                                                                 const std::string& sessionId);
+
+    std::optional<bdx::Date> date() const { return dateForKey("date"); }
+    void setDate(std::optional<bdx::Date> date) { setDate("date", date); }
+    // The dictionaries and bodies are JSON values; null is absent.
+    bdx::Value headers() const;
+    void setHeaders(const bdx::Value& headers);
+    std::optional<std::string> method() const { return stringForKey("method"); }
+    void setMethod(std::optional<std::string> method) { setString("method", std::move(method)); }
+    bdx::Value requestBody() const;
+    void setRequestBody(const bdx::Value& body);
+    bdx::Value responseBody() const;
+    void setResponseBody(const bdx::Value& body);
+    bdx::Value responseHeaders() const;
+    void setResponseHeaders(const bdx::Value& headers);
+    std::int32_t statusCode() const {
+        return static_cast<std::int32_t>(integerForKey("statusCode").value_or(0));
+    }
+    void setStatusCode(std::int32_t statusCode) { setInteger("statusCode", statusCode); }
+    std::optional<std::string> url() const { return stringForKey("url"); }
+    void setUrl(std::optional<std::string> url) { setString("url", std::move(url)); }
+    std::optional<std::string> sessionId() const { return stringForKey("sessionId"); }
+    void setSessionId(std::optional<std::string> sessionId) { setString("sessionId", std::move(sessionId)); }
+    double duration() const { return doubleForKey("duration").value_or(0); }
+    void setDuration(double duration) { setDouble("duration", duration); }
+
+    // Not stored: it lives as long as this object and is gone from a fetched one.
+    std::uint64_t contentType() const { return contentType_; }
+    void setContentType(std::uint64_t contentType) { contentType_ = contentType; }
+
+  private:
+    std::uint64_t contentType_ = 0;
+};
