@@ -4,7 +4,8 @@
 
 BDXFeatures::BDXFeatures()
     : multipleAttachmentsFeature_(BDXFeature::featureWithDefaultValue(true)),
-      disclaimerFeature_(BDXFeature::featureWithDefaultValue(true)) {}
+      disclaimerFeature_(BDXFeature::featureWithDefaultValue(true)),
+      BDXLogFeature_(BDXFeature::featureWithDefaultValue(true)) {}
 
 bool BDXFeatures::multipleAttachments() const {
     return multipleAttachmentsFeature_->enabled();
@@ -20,6 +21,14 @@ bool BDXFeatures::disclaimer() const {
 
 void BDXFeatures::setDisclaimer(bool enabled) {
     disclaimerFeature_->setUserPreference(enabled);
+}
+
+bool BDXFeatures::BDXLog() const {
+    return BDXLogFeature_->enabled();
+}
+
+void BDXFeatures::setBDXLog(bool enabled) {
+    BDXLogFeature_->setUserPreference(enabled);
 }
 
 void BDXFeatures::checkFeatures() {}

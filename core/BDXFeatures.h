@@ -13,6 +13,8 @@ class BDXFeatures {
     void setMultipleAttachments(bool enabled);
     bool disclaimer() const;
     void setDisclaimer(bool enabled);
+    bool BDXLog() const;
+    void setBDXLog(bool enabled);
 
     void checkFeatures();
     void clearPreviousData();
@@ -21,4 +23,5 @@ class BDXFeatures {
   private:
     std::shared_ptr<BDXFeature> multipleAttachmentsFeature_;
     std::shared_ptr<BDXFeature> disclaimerFeature_;
+    std::shared_ptr<BDXFeature> BDXLogFeature_;
 };

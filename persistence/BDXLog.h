@@ -5,6 +5,7 @@
 #include <string>
 
 #include "foundation/Date.h"
+#include "foundation/Value.h"
 #include "platform/store/FetchRequest.h"
 #include "platform/store/ManagedObject.h"
 
@@ -30,4 +31,8 @@ class BDXLog : public bdx::store::ManagedObject {
     void setMessage(std::optional<std::string> message) { setString("message", std::move(message)); }
     std::optional<std::string> sessionId() const { return stringForKey("sessionId"); }
     void setSessionId(std::optional<std::string> sessionId) { setString("sessionId", std::move(sessionId)); }
+
+    // {"log_message_date" (log time of the date), "log_message", "log_message_level"}.
+    bdx::Value toDictionary() const;
+    std::string description() const;
 };

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <limits>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -22,6 +23,7 @@
 #include "foundation/SingletonReset.h"
 #include "testing/ConsoleCapture.h"
 #include "testing/DispatchTesting.h"
+#include "tests/Logging/LoggingStoreSupport.h"
 
 extern char** environ;
 
@@ -118,7 +120,7 @@ TEST(UserAttributes, ReadByKeyAsTextAndCleared) {
 }
 
 // The other side of the relaunch tests: runs only when a parent test starts this program on its sandbox.
-TEST(UserDataRelaunchChild, WritesAttributes) {
+TEST(UserDataRelaunchChild, WritesAttributesAndEvents) {
     const char* root = std::getenv("BDX_RELAUNCH_SANDBOX");
     if (!root) {
         GTEST_SKIP() << "runs as the first launch of a relaunch test";
@@ -129,6 +131,11 @@ TEST(UserDataRelaunchChild, WritesAttributes) {
     attributes->setUserAttribute("north", "region");
     attributes->removeUserAttributeForKey("region");
     attributes->setUserAttribute("7", "seats");
+    bdx::testing::openStore();
+    auto events = BDXEventLogger::sharedInstance();
+    for (const char* name : {"open", "buy", "open", "open"}) {
+        events->addEventLogWithName(name, bdx::Value());
+    }
     bdx::testing::waitUntilIdle();
     bdx::resetAllSingletons();
     bdx::testing::waitUntilIdle();
@@ -158,10 +165,61 @@ int runFirstLaunch(const std::string& filter) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-TEST(UserDataRelaunch, AttributesSurviveARelaunchInAnotherProcess) {
-    ASSERT_EQ(0, runFirstLaunch("UserDataRelaunchChild.WritesAttributes"));
+// Counts by name.
+std::map<std::string, std::int64_t> countsOf(const std::vector<BDXSurveyEventLog>& logs) {
+    std::map<std::string, std::int64_t> counts;
+    for (const auto& log : logs) {
+        counts[log.name()] += log.count();
+    }
+    return counts;
+}
+
+std::map<std::string, std::int64_t> storedCounts() {
+    std::vector<BDXSurveyEventLog> logs;
+    BDXEventLogger::sharedInstance()->loadSnapshotSynchronouslyWithCompletionHandler(
+        [&logs](const std::vector<BDXSurveyEventLog>& loaded) { logs = loaded; });
+    return countsOf(logs);
+}
+
+TEST(UserDataRelaunch, AttributesAndEventCountsSurviveARelaunchInAnotherProcess) {
+    ASSERT_EQ(0, runFirstLaunch("UserDataRelaunchChild.WritesAttributesAndEvents"));
     auto attributes = BDXUserAttributesLogger::sharedInstance();
     EXPECT_EQ((bdx::Value{{"plan", "pro"}, {"seats", "7"}}), attributes->getUserAttributes());
+    bdx::testing::openStore();
+    EXPECT_EQ((std::map<std::string, std::int64_t>{{"buy", 1}, {"open", 3}}), storedCounts());
+    EXPECT_TRUE(BDXEventLogger::sharedInstance()->stateLogs().empty()) << "the run's events last for the run";
+}
+
+TEST(EventCounts, CountOneRowPerNameForAllTime) {
+    bdx::testing::openStore();
+    auto logger = BDXEventLogger::sharedInstance();
+    for (int event = 1; event <= 1001; ++event) {
+        logger->addEventLogWithName("tap", bdx::Value());
+    }
+    logger->addEventLogWithName("swipe", bdx::Value{{"dir", "left"}});
+    bdx::testing::waitUntilIdle();
+    EXPECT_EQ((std::map<std::string, std::int64_t>{{"swipe", 1}, {"tap", 1001}}), storedCounts());
+    EXPECT_EQ(1000u, logger->stateLogs().size())
+        << "the run keeps the last 1000 events, the store all counts";
+
+    std::vector<bdx::Value> answers;
+    logger->loadSnapshotSynchronously(false, [&answers](const bdx::Value& logs) { answers.push_back(logs); });
+    bdx::testing::waitUntilIdle();
+    ASSERT_EQ(1u, answers.size());
+    std::map<std::string, std::int64_t> archived;
+    for (const auto& log : answers[0]) {
+        const BDXSurveyEventLog restored = BDXSurveyEventLog::initWithDictionary(log);
+        archived[restored.name()] = restored.count();
+    }
+    EXPECT_EQ((std::map<std::string, std::int64_t>{{"swipe", 1}, {"tap", 1001}}), archived);
+
+    logger->purgeOldLogs();
+    logger->clearOldLogs();
+    bdx::testing::waitUntilIdle();
+    EXPECT_EQ(2u, storedCounts().size()) << "counts are kept across sessions";
+    logger->clearAllLogs();
+    bdx::testing::waitUntilIdle();
+    EXPECT_TRUE(storedCounts().empty());
 }
 
 TEST(StateEventLog, CarriesItsParamsOnlyWhenTheyAreJSON) {
