@@ -5,7 +5,8 @@
 BDXFeatures::BDXFeatures()
     : multipleAttachmentsFeature_(BDXFeature::featureWithDefaultValue(true)),
       disclaimerFeature_(BDXFeature::featureWithDefaultValue(true)),
-      BDXLogFeature_(BDXFeature::featureWithDefaultValue(true)) {}
+      BDXLogFeature_(BDXFeature::featureWithDefaultValue(true)),
+      crashReportingFeature_(BDXFeature::featureWithDefaultValue(true)) {}
 
 bool BDXFeatures::multipleAttachments() const {
     return multipleAttachmentsFeature_->enabled();
@@ -29,6 +30,14 @@ bool BDXFeatures::BDXLog() const {
 
 void BDXFeatures::setBDXLog(bool enabled) {
     BDXLogFeature_->setUserPreference(enabled);
+}
+
+bool BDXFeatures::crashReporting() const {
+    return crashReportingFeature_->enabled();
+}
+
+void BDXFeatures::setCrashReporting(bool enabled) {
+    crashReportingFeature_->setUserPreference(enabled);
 }
 
 void BDXFeatures::checkFeatures() {}

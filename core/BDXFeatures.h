@@ -15,6 +15,8 @@ class BDXFeatures {
     void setDisclaimer(bool enabled);
     bool BDXLog() const;
     void setBDXLog(bool enabled);
+    bool crashReporting() const;
+    void setCrashReporting(bool enabled);
 
     void checkFeatures();
     void clearPreviousData();
@@ -24,4 +26,5 @@ class BDXFeatures {
     std::shared_ptr<BDXFeature> multipleAttachmentsFeature_;
     std::shared_ptr<BDXFeature> disclaimerFeature_;
     std::shared_ptr<BDXFeature> BDXLogFeature_;
+    std::shared_ptr<BDXFeature> crashReportingFeature_;
 };

@@ -1,7 +1,13 @@
 #include "core/BDXIntializationManager.h"
 
 #include "core/BDXSingleton.h"
+#include "core/BDXOperation.h"
 #include "foundation/BlockOperation.h"
+#include "persistence/BDXCacheManager.h"
+#include "reports/BDXSnapshotManager.h"
+#include "sessions/BDXSessionManager.h"
+#include "transport/BDXReachabilityInstance.h"
+#include "transport/BDXServerManager.h"
 
 namespace {
 BDXSingleton<BDXIntializationManager>& singleton() {
@@ -37,4 +43,14 @@ void BDXIntializationManager::addOperations(const std::vector<std::shared_ptr<bd
     for (const auto& operation : operations) {
         addOperation(operation);
     }
+}
+
+std::vector<std::shared_ptr<bdx::Operation>> BDXIntializationManager::startupOperations() {
+    return {
+        BDXServerManager::getInstance()->initializationOperation(),
+        BDXReachabilityInstance::getInstance()->initializationOperation(),
+        BDXSnapshotManager::sharedInstance()->initializationOperation(),
+        BDXCacheManager::getInstance()->initializationOperation(),
+        BDXSessionManager::getInstance()->initializationOperation(),
+    };
 }

@@ -7,6 +7,7 @@
 #include "foundation/OperationQueue.h"
 #include "persistence/BDXCachable.h"
 #include "persistence/BDXCache.h"
+#include "persistence/BDXSessionCache.h"
 #include "persistence/BDXUUIDMigrationCache.h"
 
 namespace {
@@ -27,6 +28,7 @@ void BDXCacheManager::destroy() {
 }
 
 BDXCacheManager::BDXCacheManager() : cacheManagerQueue_(std::make_shared<bdx::OperationQueue>()) {
+    cacheManagers_["BDXSession"] = std::make_shared<BDXSessionCache>();
     cacheManagers_["BDXUUIDMigration"] = std::make_shared<BDXUUIDMigrationCache>();
 }
 
