@@ -60,8 +60,10 @@ TEST(ConsoleRing, KeepsTheNewest500LinesOldestFirst) {
         std::size_t kept;
         std::string first;
     };
-    for (const Case& c : {Case{1, 1, "line 0"}, Case{500, 500, "line 0"}, Case{501, 500, "line 1"},
-                          Case{1234, 500, "line 734"}}) {
+    // The single line comes last: after a full ring, it shows that clearing emptied it.
+    for (const Case& c : {Case{500, 500, "line 0"}, Case{501, 500, "line 1"}, Case{1234, 500, "line 734"},
+                          Case{1, 1, "line 0"}}) {
+        // Clearing is queued behind the lines before it, so each case starts from an empty ring.
         BDXInspector::clearConsoleLog();
         for (int index = 0; index < c.lines; ++index) {
             BDXInspector::BDXNSLog("line " + std::to_string(index), BDXLogLevelInfo);
@@ -87,16 +89,6 @@ TEST(ConsoleRing, StampsEachLineWithTheLogTimeOfItsAddition) {
     EXPECT_EQ(start, logs[0].timeEpoch());
     EXPECT_EQ(start + 2500, logs[1].timeEpoch());
     EXPECT_EQ((bdx::Value{{"message", "second"}, {"timestamp", start + 2500}}), logs[1].toDictionary());
-}
-
-TEST(ConsoleRing, ClearEmptiesTheRingAfterTheLinesBeforeIt) {
-    withoutSystemLog();
-    bdx::testing::ConsoleCapture capture;
-    BDXInspector::BDXNSLog("before", BDXLogLevelDefault);
-    BDXInspector::clearConsoleLog();
-    EXPECT_TRUE(BDXInspector::getConsoleLog().empty());
-    BDXInspector::BDXNSLog("after", BDXLogLevelDefault);
-    EXPECT_EQ(std::vector<std::string>{"after"}, messagesOf(BDXInspector::getConsoleLog()));
 }
 
 TEST(ConsoleRing, LinesFromEightThreadsAreAllKeptWholeAndInOrderPerThread) {
