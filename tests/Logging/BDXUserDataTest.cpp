@@ -255,6 +255,7 @@ TEST(EventLoggerRun, The1001stEventRemovesTheOldestOfTheRun) {
     ASSERT_EQ(1000u, logs.size());
     EXPECT_EQ((bdx::Value{{"event", "e2"}, {"timestamp", 1002000.0}, {"params", {{"i", 2}}}}), logs.front());
     EXPECT_EQ("e1001", logs.back()["event"]);
+    logger->addEventLogWithName("queued before the clear", bdx::Value());
     logger->clearAllStateEventLogs();
     EXPECT_TRUE(logger->stateLogs().empty());
 }
