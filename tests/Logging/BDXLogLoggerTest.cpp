@@ -192,8 +192,9 @@ TEST_F(LogLogger, PurgeKeepsItsArithmetic) {
         std::int64_t count;  // the logger's count at the end
         std::string oldest;  // the oldest row left
     };
-    for (const Case& c : {Case{0, 999, 0, 999, 999, "line 0"}, Case{0, 1000, 1, 1000, 1000, "line 1"},
-                          Case{300, 1000, 1, 1001, 701, "line 0"}, Case{2500, 1000, 2, 1000, -1500, "line 2"}}) {
+    for (const Case& c :
+         {Case{0, 999, 0, 999, 999, "line 0"}, Case{0, 1000, 1, 1000, 1000, "line 1"},
+          Case{300, 1000, 1, 1001, 701, "line 0"}, Case{2500, 1000, 2, 1000, -1500, "line 2"}}) {
         const std::string name = std::to_string(c.olderRows) + " + " + std::to_string(c.lines) + " + " +
                                  std::to_string(c.moreLines);
         logger->clearAllLogs();
