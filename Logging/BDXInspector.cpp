@@ -12,16 +12,23 @@
 #include <nlohmann/json.hpp>
 #include <string_view>
 
+#include "Logging/BDXSDKDebugInfoLogger.h"
 #include "archives/MD5String.h"
+#include "core/BDXCountLimitedArray.h"
 #include "core/BDXDataStore.h"
+#include "core/BDXDateOperations.h"
 #include "core/BDXDefaults.h"
+#include "core/BDXStrings.h"
 #include "foundation/Clock.h"
+#include "foundation/Console.h"
+#include "foundation/DateFormatter.h"
 #include "foundation/DispatchQueue.h"
 #include "foundation/NumericCompare.h"
 #include "foundation/RunLoop.h"
 #include "foundation/Singleton.h"
 #include "foundation/SingletonReset.h"
 #include "foundation/StringWithFormat.h"
+#include "foundation/SystemLog.h"
 #include "foundation/UserDefaults.h"
 #include "platform/host/Info.h"
 #include "platform/ui/Application.h"
@@ -120,7 +127,141 @@ bool isTracedBySystem() {
     return false;
 }
 
+constexpr std::size_t kConsoleLogMaximumCount = 500;
+
+using ConsoleRing = BDXCountLimitedArray<BDXConsoleLog>;
+
+// The console ring, touched on the inspector queue; the mutex only lets the reset between tests drop it
+// from another thread.
+struct ConsoleState {
+    std::mutex mutex;
+    std::shared_ptr<ConsoleRing> ring;
+    bool resetRegistered = false;
+};
+
+ConsoleState& consoleState() {
+    return bdx::neverDestroyed<ConsoleState>();
+}
+
+void setConsoleRing(std::shared_ptr<ConsoleRing> ring) {
+    auto& state = consoleState();
+    std::lock_guard<std::mutex> guard(state.mutex);
+    state.ring = std::move(ring);
+    if (!state.resetRegistered) {
+        state.resetRegistered = true;
+        bdx::registerSingletonReset([] {
+            auto& reset = consoleState();
+            std::lock_guard<std::mutex> resetGuard(reset.mutex);
+            reset.ring.reset();
+            reset.resetRegistered = false;
+        });
+    }
+}
+
+std::shared_ptr<ConsoleRing> consoleRing() {
+    auto& state = consoleState();
+    std::lock_guard<std::mutex> guard(state.mutex);
+    return state.ring;
+}
+
+// What the last line decided, as the platform keeps it for the process.
+std::atomic<bool>& useOSLogFlag() {
+    static std::atomic<bool> flag{false};
+    return flag;
+}
+
+bdx::Console::LogType logTypeForOSLogLevel(std::int64_t osLogLevel) {
+    switch (osLogLevel) {
+        case 1:
+            return bdx::Console::LogType::Info;
+        case 2:
+            return bdx::Console::LogType::Debug;
+        case 16:
+            return bdx::Console::LogType::Error;
+        case 17:
+            return bdx::Console::LogType::Fault;
+        default:
+            return bdx::Console::LogType::Default;
+    }
+}
+
 }  // namespace
+
+// Console.
+
+void BDXInspector::BDXNSLog(const std::string& text, std::int64_t withLogLevel) {
+    inspectorQueue()->barrierAsync([text, withLogLevel] {
+        addConsoleLog(text);
+        const bool useOSLog = shouldUseOSLog();
+        useOSLogFlag() = useOSLog;
+        if (!useOSLog) {
+            // No log service to take the line: the developer still sees it on standard output.
+            printLogWithMessage(text, "");
+            return;
+        }
+        bdx::Console::systemLog(text, logTypeForOSLogLevel(osLogLevelFromBDXLogLevel(withLogLevel)));
+    });
+}
+
+void BDXInspector::addConsoleLog(const std::string& text) {
+    auto ring = consoleRing();
+    if (!ring) {
+        ring = std::make_shared<ConsoleRing>(kConsoleLogMaximumCount);
+        setConsoleRing(ring);
+    }
+    ring->addObject(BDXConsoleLog(text, bdx_logTimeEpoch(bdx::Date::now())));
+}
+
+void BDXInspector::printLogWithMessage(const std::string& message, const std::string& /*level*/) {
+    const bdx::DateFormatter formatter("yyyy-MM-dd HH:mm:ss.SSS");
+    const std::string appName = BDXDefaults::getInstance()->strings()->appName();
+    bdx::Console::puts(bdx::stringWithFormat("%@ %@[%ld:%ld] %@", formatter.stringFromDate(bdx::Date::now()),
+                                             appName, static_cast<long>(processID()),
+                                             static_cast<long>(threadID()), message));
+}
+
+std::vector<BDXConsoleLog> BDXInspector::getConsoleLog() {
+    std::vector<BDXConsoleLog> lines;
+    inspectorQueue()->sync([&lines] {
+        auto ring = consoleRing();
+        if (!ring) {
+            return;
+        }
+        lines = ring->objects();
+        if (!lines.empty()) {
+            BDXSDKLogVerbose("Console log count: %d", static_cast<int>(lines.size()));
+        }
+    });
+    return lines;
+}
+
+void BDXInspector::clearConsoleLog() {
+    inspectorQueue()->barrierAsync(
+        [] { setConsoleRing(std::make_shared<ConsoleRing>(kConsoleLogMaximumCount)); });
+}
+
+bool BDXInspector::shouldUseOSLog() {
+    return bdx::SystemLog::isAvailable();
+}
+
+std::int64_t BDXInspector::osLogLevelFromBDXLogLevel(std::int64_t level) {
+    switch (level) {
+        case 1:
+            return 2;
+        case 2:
+            return 1;
+        case 4:
+            return 16;
+        case 5:
+            return 17;
+        default:
+            return 0;
+    }
+}
+
+int BDXInspector::syslogPriorityFromBDXLogLevel(std::int64_t level) {
+    return bdx::Console::syslogPriority(logTypeForOSLogLevel(osLogLevelFromBDXLogLevel(level)));
+}
 
 std::shared_ptr<bdx::DispatchQueue> BDXInspector::inspectorQueue() {
     static const std::shared_ptr<bdx::DispatchQueue> queue =

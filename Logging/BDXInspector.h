@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "Logging/BDXConsoleLog.h"
 #include "platform/gfx/Geometry.h"
 
 namespace bdx {
@@ -28,6 +29,28 @@ class BDXInspector {
     // The one serial queue of the console operations, labelled "com.bdx.inspectorQueue"; made on first
     // use and the same for the whole process.
     static std::shared_ptr<bdx::DispatchQueue> inspectorQueue();
+
+    // Console: the host's own log lines, kept in a ring of the last 500 and passed on to the system log.
+    // Adds the line to the ring and hands it to the system log at the level's priority (or prints it on
+    // standard output when no system log service listens), all on the inspector queue; returns at once.
+    static void BDXNSLog(const std::string& text, std::int64_t withLogLevel);
+    // Stamps the line with the present log time and adds it to the ring (made by the first line).
+    static void addConsoleLog(const std::string& text);
+    // Prints "<local time yyyy-MM-dd HH:mm:ss.SSS> <app name>[<process>:<thread>] <message>" on standard
+    // output; the level is not part of the line.
+    static void printLogWithMessage(const std::string& message, const std::string& level);
+    // A copy of the ring, oldest first; empty before the first line.
+    static std::vector<BDXConsoleLog> getConsoleLog();
+    // Replaces the ring with an empty one, after the lines already queued.
+    static void clearConsoleLog();
+    // Whether the lines go to the system's log service: on Linux, a syslog socket listens at the path of
+    // bdx::SystemLog.
+    static bool shouldUseOSLog();
+    // The platform log type of a host level: 0 default, 2 debug, 1 info, 0 default, 16 error, 17 fault for
+    // the levels 0 to 5, and 0 for any other.
+    static std::int64_t osLogLevelFromBDXLogLevel(std::int64_t level);
+    // The syslog priority a line of that host level is sent at.
+    static int syslogPriorityFromBDXLogLevel(std::int64_t level);
 
     // Identifiers that go to the service.
     // The identifier in use: the saved one, or, when none is saved, one derived from the identity of

@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include "Logging/BDXInspector.h"
+#include "Logging/BDXSDKInternalLogManager.h"
 #include "foundation/Console.h"
 #include "foundation/Singleton.h"
 #include "foundation/SingletonReset.h"
@@ -13,10 +14,6 @@ namespace {
 std::atomic<std::int64_t>& levelInForce() {
     static std::atomic<std::int64_t> level{2};
     return level;
-}
-
-std::recursive_mutex& printLock() {
-    return bdx::neverDestroyed<std::recursive_mutex, BDXSDKDebugInfoLogger>();
 }
 
 }  // namespace
@@ -35,6 +32,14 @@ void BDXSDKDebugInfoLogger::log(std::string_view message) {
     if (!BDXInspector::isDebuggerAttached()) {
         return;
     }
-    std::lock_guard<std::recursive_mutex> guard(printLock());
+    std::lock_guard<std::recursive_mutex> guard(lock());
     bdx::Console::puts(bdx::stringWithFormat("[Brindlex] %@", message));
+}
+
+void BDXSDKDebugInfoLogger::internalLog(std::string_view message) {
+    BDXSDKInternalLogManager::sharedManager()->addSDKInternalLog(std::string(message));
+}
+
+std::recursive_mutex& BDXSDKDebugInfoLogger::lock() {
+    return bdx::neverDestroyed<std::recursive_mutex, BDXSDKDebugInfoLogger>();
 }

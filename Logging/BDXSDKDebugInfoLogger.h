@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -17,6 +18,10 @@ class BDXSDKDebugInfoLogger {
 
     // Prints the formatted message when a debugger is attached; lines of different threads never mix.
     static void log(std::string_view message);
+    // Hands the formatted message to the library's internal log, debugger or not, at any level.
+    static void internalLog(std::string_view message);
+    // Held while a line is printed; recursive, so a diagnostic printed from inside a print still goes.
+    static std::recursive_mutex& lock();
 };
 
 namespace bdx_sdk_log_detail {
@@ -44,4 +49,10 @@ void BDXSDKLogError(std::string_view format, const Args&... arguments) {
     if (bdx_sdk_log_detail::levelAllows(2)) {
         BDXSDKDebugInfoLogger::log(bdx::stringWithFormat(format, arguments...));
     }
+}
+
+// The library's own errors: never printed, always kept in the internal log (BDXSDKInternalLogManager).
+template <class... Args>
+void BDXSDKLogInternalError(std::string_view format, const Args&... arguments) {
+    BDXSDKDebugInfoLogger::internalLog(bdx::stringWithFormat(format, arguments...));
 }

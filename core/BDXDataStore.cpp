@@ -5,6 +5,7 @@
 #include <exception>
 
 #include "Logging/BDXInspector.h"
+#include "Logging/BDXLogLogger.h"
 #include "Logging/BDXSDKDebugInfoLogger.h"
 #include "core/BDXDefaults.h"
 #include "core/BDXDefaultsKeys.h"
@@ -14,6 +15,8 @@
 #include "foundation/NumericCompare.h"
 #include "foundation/UserDefaults.h"
 #include "persistence/BDXDiskPersistenceManager.h"
+#include "persistence/BDXNetworkLog.h"
+#include "platform/store/FetchRequest.h"
 #include "transport/BDXSDKVersionRequest.h"
 #include "transport/BDXServerManager.h"
 
@@ -226,4 +229,9 @@ void BDXDataStore::setViewHierarchyLog(const bdx::Value& log) {
 
 void BDXDataStore::clear() {
     setViewHierarchyLog(bdx::Value::array());
+}
+
+std::vector<bdx::store::FetchRequest> BDXDataStore::logsFetchRequests() const {
+    // The network logger's request is every network log row.
+    return {BDXNetworkLog::fetchRequest(), BDXLogLogger::fetchRequest()};
 }

@@ -13,6 +13,10 @@
 #include "foundation/Value.h"
 #include "transport/BDXSDKVersionRequestDelegate.h"
 
+namespace bdx::store {
+struct FetchRequest;
+}  // namespace bdx::store
+
 // State the whole library shares: the application token, the host's pre-sending hook, the files that go
 // with every report, and a few flags.
 class BDXDataStore : public BDXSDKVersionRequestDelegate, public std::enable_shared_from_this<BDXDataStore> {
@@ -54,6 +58,10 @@ class BDXDataStore : public BDXSDKVersionRequestDelegate, public std::enable_sha
     void setViewHierarchyLog(const bdx::Value& log);
     // Forgets the view hierarchy log.
     void clear();
+
+    // Every row of the network log and of the log lines, in that order: what a dying process deletes in
+    // one synchronous step.
+    std::vector<bdx::store::FetchRequest> logsFetchRequests() const;
 
     void brindlexInitialized() { wasBrindlexInitialized_ = true; }
     bool wasBrindlexInitialized() const { return wasBrindlexInitialized_; }

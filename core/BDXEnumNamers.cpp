@@ -100,3 +100,14 @@ std::string NSStringFromBDXWelcomeMessageMode(std::int64_t mode) {
     static constexpr std::array<std::string_view, 3> names{"Live", "Beta", "Disabled"};
     return nameIn(names, mode);
 }
+
+std::string NSStringFromBDXLogLevel(std::int64_t level) {
+    static constexpr std::array<std::string_view, 6> names{"default", "trace", "info",
+                                                           "warning", "error", "fatal"};
+    return bdx_ofType(nameIn(names, level), "BDXSDKLogsLevel");
+}
+
+std::string NSStringFromBDXSDKLogLevel(std::int64_t level) {
+    static constexpr std::array<std::string_view, 4> names{"Verbose", "Debug", "Error", "None"};
+    return bdx_ofType(nameIn(names, level), "BDXSDKLogsLevel");
+}

@@ -39,3 +39,8 @@ std::string NSStringFromBDXReportType(std::int64_t reportType);
 std::string NSStringFromBDXUserStepsMode(std::int64_t mode);
 std::string NSStringFromBDXExtendedBugReportMode(std::int64_t mode);
 std::string NSStringFromBDXWelcomeMessageMode(std::int64_t mode);
+// Levels of the host's log lines: "default", "trace", "info", "warning", "error", "fatal" for 0 to 5.
+std::string NSStringFromBDXLogLevel(std::int64_t level);
+// Levels of the SDK's own diagnostics: "Verbose", "Debug", "Error", "None" for 0 to 3. Both level namers
+// type their text with the same word, "BDXSDKLogsLevel".
+std::string NSStringFromBDXSDKLogLevel(std::int64_t level);

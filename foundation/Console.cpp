@@ -11,6 +11,7 @@
 
 #include "foundation/Singleton.h"
 #include "foundation/SingletonReset.h"
+#include "foundation/SystemLog.h"
 
 namespace bdx {
 namespace {
@@ -36,7 +37,9 @@ ConsoleState& state() {
 // Set while this thread runs sinks, so that a sink that writes a line cannot recurse into the sinks.
 thread_local bool deliveringToSinks = false;
 
-int syslogPriority(Console::LogType type) {
+}  // namespace
+
+int Console::syslogPriority(Console::LogType type) {
     switch (type) {
         case Console::LogType::Default:
             return LOG_NOTICE;
@@ -51,6 +54,8 @@ int syslogPriority(Console::LogType type) {
     }
     return LOG_NOTICE;
 }
+
+namespace {
 
 void deliver(Console::Channel channel, Console::LogType type, std::string_view text) {
     if (deliveringToSinks) {
@@ -114,14 +119,14 @@ void Console::puts(std::string_view line) {
 
 void Console::systemLog(std::string_view line, LogType type) {
     if (state().processOutput) {
-        ::syslog(LOG_USER | syslogPriority(type), "%.*s", static_cast<int>(line.size()), line.data());
+        SystemLog::send(syslogPriority(type), line);
     }
     deliver(Channel::SystemLog, type, line);
 }
 
 void Console::logFault(std::string_view line) {
     if (state().processOutput) {
-        ::syslog(LOG_USER | LOG_ERR, "%.*s", static_cast<int>(line.size()), line.data());
+        SystemLog::send(LOG_ERR, line);
         writeToStream(stderr, "BrindlexCore: ", line);
     }
     deliver(Channel::Fault, LogType::Error, line);

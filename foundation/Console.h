@@ -29,8 +29,10 @@ class Console {
 
     // Writes the line and a newline to standard output.
     static void puts(std::string_view line);
-    // Writes the line to the system log.
+    // Writes the line to the system log (bdx::SystemLog), at the type's priority.
     static void systemLog(std::string_view line, LogType type = LogType::Default);
+    // The syslog priority of a type: notice, info, debug, error and critical.
+    static int syslogPriority(LogType type);
     // The foundation's diagnostic for a failure it absorbs: to the system log (as an error) and to standard
     // error, so that it is seen with or without a log viewer.
     static void logFault(std::string_view line);

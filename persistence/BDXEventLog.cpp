@@ -1,5 +1,8 @@
 #include "persistence/BDXEventLog.h"
 
+#include "Logging/BDXSurveyEventLog.h"
+#include "core/BDXObjectDescription.h"
+
 using bdx::store::FetchRequest;
 using bdx::store::Predicate;
 
@@ -25,4 +28,13 @@ FetchRequest BDXEventLog::eventlogsFetchRequestWithMaxCount(std::size_t maxCount
 
 FetchRequest BDXEventLog::eventlogsFetchRequest() {
     return fetchRequest();
+}
+
+BDXSurveyEventLog BDXEventLog::toSurveyEventLog() const {
+    return BDXSurveyEventLog(name().value_or(""), count());
+}
+
+std::string BDXEventLog::description() const {
+    return bdx_description("BDXEventLog",
+                           {{"name", name().value_or("(null)")}, {"count", std::to_string(count())}});
 }

@@ -8,6 +8,8 @@
 #include "platform/store/FetchRequest.h"
 #include "platform/store/ManagedObject.h"
 
+class BDXSurveyEventLog;
+
 // A counted event of the object store (entity "EventLog"), one row per name.
 class BDXEventLog : public bdx::store::ManagedObject {
   public:
@@ -21,4 +23,8 @@ class BDXEventLog : public bdx::store::ManagedObject {
     void setName(std::optional<std::string> name) { setString("name", std::move(name)); }
     std::int32_t count() const { return static_cast<std::int32_t>(integerForKey("count").value_or(0)); }
     void setCount(std::int32_t count) { setInteger("count", count); }
+
+    // The name and count as a plain value.
+    BDXSurveyEventLog toSurveyEventLog() const;
+    std::string description() const;
 };

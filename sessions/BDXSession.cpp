@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+#include "Logging/BDXEventLogger.h"
+#include "Logging/BDXUserAttributesLogger.h"
 #include "core/BDXDateOperations.h"
 #include "core/BDXDefaults.h"
 #include "core/BDXFeatures.h"
@@ -77,11 +79,11 @@ std::int64_t BDXSession::sessionDurationTillNow() const {
 }
 
 bdx::Value BDXSession::currentUserAttributes() {
-    return bdx::Value::object();
+    return BDXUserAttributesLogger::sharedInstance()->getUserAttributes();
 }
 
 bdx::Value BDXSession::currentUserEventLogs() {
-    return bdx::Value::array();
+    return BDXEventLogger::sharedInstance()->stateLogs();
 }
 
 bdx::Value BDXSession::requestParametersDict() {

@@ -55,9 +55,8 @@ class BDXSession : public BDXCachable, public BDXSessionRequestDelegate {
     void sessionRequestDone(const std::shared_ptr<BDXSessionRequest>& request, bool isSuccess,
                             const bdx::Value& error) override;
 
-    // What the payload takes from the user data of the host until its loggers exist: the attributes the user
-    // set ("custom_attributes") and the state logs of the user's events ("user_events"). With nothing logged
-    // these are an empty dictionary and an empty list, which is what they give.
+    // What the payload takes from the user data of the host: the attributes the user set
+    // ("custom_attributes") and the state logs of the user's events in this run ("user_events").
     static bdx::Value currentUserAttributes();
     static bdx::Value currentUserEventLogs();
 

@@ -19,6 +19,8 @@
 #include <thread>
 #include <vector>
 
+#include "Logging/BDXEventLogger.h"
+#include "Logging/BDXUserAttributesLogger.h"
 #include "core/BDXDataStore.h"
 #include "core/BDXDefaults.h"
 #include "core/BDXIntializationManager.h"
@@ -232,6 +234,13 @@ int printTranscript(const std::string& file) {
                         json.contains("session_number")
                             ? ("session_number " + json["session_number"].dump()).c_str()
                             : "no session_number");
+            std::string events;
+            for (const auto& event : json.value("user_events", nlohmann::ordered_json::array())) {
+                events += (events.empty() ? "" : ",") + event.value("event", std::string("?"));
+            }
+            std::printf("  custom_attributes %s  user_events [%s]",
+                        json.value("custom_attributes", nlohmann::ordered_json::object()).dump().c_str(),
+                        events.c_str());
         } else if (record.contains("query") && record["query"].is_object() && !record["query"].empty()) {
             std::printf("  query %s", record["query"].dump().c_str());
         }
@@ -319,10 +328,19 @@ int main(int argc, char** argv) {
         say("launch       %s began", describe(BDXSessionManager::getInstance()->currentSession()).c_str());
     });
 
+    // What the host tells about its user: attributes that stay from launch to launch, and events of this run.
+    BDXUserAttributesLogger::sharedInstance()->setUserAttribute("pro", "plan");
+    BDXUserAttributesLogger::sharedInstance()->setUserAttribute("eu-west", "region");
+    BDXEventLogger::sharedInstance()->addEventLogWithName("inbox_opened",
+                                                          nlohmann::ordered_json{{"unread", 3}});
+    say("user         attributes plan=pro region=eu-west; event inbox_opened");
     spend(*clock, 95, "reads the inbox");
     onMain([&] {
         ui.navigation->pushViewController(bdx::ui::ViewController::make("DemoMessageViewController"), true);
     });
+    BDXEventLogger::sharedInstance()->addEventLogWithName("message_opened",
+                                                          nlohmann::ordered_json{{"position", 1}});
+    say("user         event message_opened");
     spend(*clock, 140, "opens a message");
     enterBackground(*clock);
     spend(*clock, 600, "the application waits in the background");
