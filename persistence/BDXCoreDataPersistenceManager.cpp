@@ -225,8 +225,7 @@ void BDXCoreDataPersistenceManager::didFailToAddPersistentStore(const bdx::Error
         bdx::stringWithFormat("Failed to initialize Brindlex's Core Data stack. Error %@ - %@",
                               error.localizedDescription(), error.userInfo());
     BDXSDKLogError("%@", message);
-    // Call site for the internal error log, which comes with the library's own error reporting:
-    // BDXSDKLogInternalError("%@", message);
+    BDXSDKLogInternalError("%@", message);
     PersistentStoreCoordinator::destroyPersistentStoreAtURL(storeURL());
     std::weak_ptr<BDXCoreDataPersistenceManager> weakSelf = weak_from_this();
     bdx::DispatchQueue::main()->async([weakSelf] {
