@@ -361,6 +361,8 @@ void BDXNetworkLogger::purgeOldLogs() {
         [](const std::shared_ptr<ManagedObjectContext>& context) {
             FetchRequest request = BDXNetworkLog::fetchRequest();
             request.sortDescriptors = {{"date", true}};
+            // Only which rows, in date order: their bodies need not be read to delete them.
+            request.includesPropertyValues = false;
             const auto rows = context->executeFetchRequest(request);
             const auto excess =
                 static_cast<std::int64_t>(rows.size()) - static_cast<std::int64_t>(kMaximumLogsCount);
