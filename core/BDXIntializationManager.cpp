@@ -4,6 +4,7 @@
 #include "core/BDXOperation.h"
 #include "foundation/BlockOperation.h"
 #include "persistence/BDXCacheManager.h"
+#include "persistence/BDXCoreDataPersistenceManager.h"
 #include "reports/BDXSnapshotManager.h"
 #include "sessions/BDXSessionManager.h"
 #include "transport/BDXReachabilityInstance.h"
@@ -47,6 +48,7 @@ void BDXIntializationManager::addOperations(const std::vector<std::shared_ptr<bd
 
 std::vector<std::shared_ptr<bdx::Operation>> BDXIntializationManager::startupOperations() {
     return {
+        BDXCoreDataPersistenceManager::sharedManager()->initializationOperation(),
         BDXServerManager::getInstance()->initializationOperation(),
         BDXReachabilityInstance::getInstance()->initializationOperation(),
         BDXSnapshotManager::sharedInstance()->initializationOperation(),

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -15,9 +16,9 @@
 #include "platform/store/ManagedObjectContext.h"
 #include "platform/store/PersistentStoreCoordinator.h"
 #include "platform/ui/Application.h"
+#include "sessions/BDXAppStateReactor.h"
 
 class BDXOperation;
-class BDXAppStateReactor;
 
 // Owns the object store of the library's high-volume records and its two long-lived contexts:
 // `privateContext`, the only one joined to the file, and `managedObjectContext` on the main queue, its
@@ -25,7 +26,8 @@ class BDXAppStateReactor;
 //
 // The store is disposable: one that cannot be opened or has grown past 150 MiB is destroyed and built
 // again, and nothing here ever makes the host's main thread wait for the disk.
-class BDXCoreDataPersistenceManager : public std::enable_shared_from_this<BDXCoreDataPersistenceManager> {
+class BDXCoreDataPersistenceManager : public BDXAppStateReactorDelegate,
+                                      public std::enable_shared_from_this<BDXCoreDataPersistenceManager> {
   public:
     using CompletionHandler = std::function<void(const bdx::Error& error)>;
 
@@ -81,9 +83,9 @@ class BDXCoreDataPersistenceManager : public std::enable_shared_from_this<BDXCor
         const std::shared_ptr<bdx::store::ManagedObject>& object,
         const std::shared_ptr<bdx::store::ManagedObjectContext>& toContext);
 
-    // Application state changes (the app-state reactor's delegate call): saving is registered as the
-    // expiration handler of a background task.
-    void didReceiveStateChange();
+    // Application state changes: saving is registered as the expiration handler of a background task.
+    // Nothing in the library installs a reactor; a host that wants these saves sets one.
+    void didReceiveStateChange() override;
     void registerBackgroundTaskWithBlock(std::function<void()> block);
     void endBackgroundTask();
     bdx::ui::BackgroundTaskIdentifier backgroundTask() const { return backgroundTask_.load(); }

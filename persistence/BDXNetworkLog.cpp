@@ -5,26 +5,11 @@
 #include "Logging/BDXNetworkLogCategories.h"
 #include "core/BDXDateOperations.h"
 #include "foundation/StringWithFormat.h"
-#include "persistence/BDXSessionLogRequests.h"
 #include "platform/net/URLRequest.h"
 #include "platform/net/URLResponse.h"
 
-using bdx::store::FetchRequest;
-
 std::string BDXNetworkLog::entityName() {
     return "NetworkLog";
-}
-
-FetchRequest BDXNetworkLog::fetchRequest() {
-    return FetchRequest(entityName());
-}
-
-FetchRequest BDXNetworkLog::fetchRequestWithSessionIdNotEqual(const std::string& sessionId) {
-    return bdx_session_log_requests::otherSessions(entityName(), sessionId);
-}
-
-FetchRequest BDXNetworkLog::logsFetchRequestWithMaxCount(std::size_t maxCount, const std::string& sessionId) {
-    return bdx_session_log_requests::newestOfSession(entityName(), maxCount, sessionId);
 }
 
 bdx::Value BDXNetworkLog::headers() const {

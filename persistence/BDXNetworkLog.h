@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -10,28 +9,19 @@
 #include "foundation/Date.h"
 #include "foundation/Error.h"
 #include "foundation/Value.h"
-#include "platform/store/FetchRequest.h"
-#include "platform/store/ManagedObject.h"
+#include "persistence/BDXSessionLogEntity.h"
 
 namespace bdx::net {
 class URLRequest;
 class URLResponse;
 }  // namespace bdx::net
 
-// One HTTP transaction of the object store (entity "NetworkLog").
-class BDXNetworkLog : public bdx::store::ManagedObject {
+// One HTTP transaction of the object store (entity "NetworkLog"). Its session, date and requests come
+// from BDXSessionLogEntity.
+class BDXNetworkLog : public BDXSessionLogEntity<BDXNetworkLog> {
   public:
-    using ManagedObject::setDate;
-
     static std::string entityName();
-    static bdx::store::FetchRequest fetchRequest();
-    static bdx::store::FetchRequest fetchRequestWithSessionIdNotEqual(const std::string& sessionId);
-    // The newest `maxCount` rows of one session, newest first.
-    static bdx::store::FetchRequest logsFetchRequestWithMaxCount(std::size_t maxCount,
-                                                                 const std::string& sessionId);
 
-    std::optional<bdx::Date> date() const { return dateForKey("date"); }
-    void setDate(std::optional<bdx::Date> date) { setDate("date", date); }
     // The dictionaries and bodies are JSON values; null is absent.
     bdx::Value headers() const;
     void setHeaders(const bdx::Value& headers);
@@ -49,8 +39,6 @@ class BDXNetworkLog : public bdx::store::ManagedObject {
     void setStatusCode(std::int32_t statusCode) { setInteger("statusCode", statusCode); }
     std::optional<std::string> url() const { return stringForKey("url"); }
     void setUrl(std::optional<std::string> url) { setString("url", std::move(url)); }
-    std::optional<std::string> sessionId() const { return stringForKey("sessionId"); }
-    void setSessionId(std::optional<std::string> sessionId) { setString("sessionId", std::move(sessionId)); }
     double duration() const { return doubleForKey("duration").value_or(0); }
     void setDuration(double duration) { setDouble("duration", duration); }
 

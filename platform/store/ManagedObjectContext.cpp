@@ -238,15 +238,22 @@ void ManagedObjectContext::didChangeLocked(ManagedObject& object) {
 
 bool ManagedObjectContext::fetchRowsLocked(const FetchRequest& request, std::size_t entity, bool applyLimit,
                                            bool withValues, std::vector<StoredRow>& rows, Error* error) {
-    bool own = std::any_of(pending_.begin(), pending_.end(),
-                           [&](const auto& p) { return p.first.entity == entity; });
+    const auto ownCount = static_cast<std::size_t>(std::count_if(
+        pending_.begin(), pending_.end(), [&](const auto& p) { return p.first.entity == entity; }));
+    const bool own = ownCount > 0;
+    // Each change here can push at most one row below out of the first `limit` (an update that no longer
+    // matches, a delete), so the first limit + ownCount rows below are enough, and a limited fetch stays
+    // limited in SQL however busy the chain is.
+    FetchRequest belowRequest = request;
+    if (belowRequest.fetchLimit > 0)
+        belowRequest.fetchLimit += ownCount;
     std::vector<StoredRow> below;
     bool ok = true;
     if (parent_) {
         std::lock_guard parentLock(parent_->mutex_);
-        ok = parent_->fetchRowsLocked(request, entity, applyLimit && !own, withValues || own, below, error);
+        ok = parent_->fetchRowsLocked(belowRequest, entity, applyLimit, withValues || own, below, error);
     } else if (coordinator_) {
-        ok = coordinator_->fetchRows(request, applyLimit && !own, withValues || own, below, error);
+        ok = coordinator_->fetchRows(belowRequest, applyLimit, withValues || own, below, error);
     }
     if (!ok)
         return false;
