@@ -96,9 +96,15 @@ bdx::Value BDXEventLogger::stateLogs() const {
 }
 
 void BDXEventLogger::clearAllStateEventLogs() {
-    auto fresh = std::make_shared<BDXCountLimitedArray<BDXStateEventLog>>(kStateEventLogsMaximumCount);
-    std::lock_guard<std::mutex> guard(stateEventLogsMutex_);
-    stateEventLogs_ = std::move(fresh);
+    // Behind the events already queued, so that none of them lands in the new ring.
+    eventsQueue()->async([weakSelf = weak_from_this()] {
+        if (auto self = weakSelf.lock()) {
+            auto fresh =
+                std::make_shared<BDXCountLimitedArray<BDXStateEventLog>>(kStateEventLogsMaximumCount);
+            std::lock_guard<std::mutex> guard(self->stateEventLogsMutex_);
+            self->stateEventLogs_ = std::move(fresh);
+        }
+    });
 }
 
 std::shared_ptr<BDXDALService> BDXEventLogger::dataLayerService() {

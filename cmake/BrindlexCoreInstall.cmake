@@ -21,7 +21,8 @@ set(BDX_PUBLIC_HEADERS
     # The run loop, queues, sandbox, clock and console a host drives or listens to, and the value
     # types the headers above speak in
     foundation/RunLoop.h foundation/DispatchQueue.h foundation/Sandbox.h foundation/Clock.h
-    foundation/Console.h foundation/NotificationCenter.h foundation/Error.h foundation/Value.h
+    foundation/Console.h foundation/SystemLog.h foundation/NotificationCenter.h foundation/Error.h
+    foundation/Value.h
     foundation/Data.h foundation/Date.h foundation/Object.h
     # key-value observation: how a host follows the application's network activity indicator
     foundation/KeyValueObservable.h

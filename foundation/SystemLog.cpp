@@ -24,6 +24,7 @@ struct SystemLogState {
     std::string path = SystemLog::kDefaultSocketPath;
     // Connected to `path` once the first line went out; -1 before and after a failure.
     int socket = -1;
+    bool stream = false;
     bool resetRegistered = false;
 };
 
@@ -48,16 +49,25 @@ bool connectLocked(SystemLogState& s) {
         return false;
     }
     std::memcpy(address.sun_path, s.path.c_str(), s.path.size() + 1);
-    const int fd = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (fd < 0) {
-        return false;
-    }
-    if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    // Datagrams as syslog services take them; a service that listens on a stream socket instead gets
+    // the lines as the C library sends them there, each ended by a NUL.
+    for (const int type : {SOCK_DGRAM, SOCK_STREAM}) {
+        const int fd = ::socket(AF_UNIX, type | SOCK_CLOEXEC, 0);
+        if (fd < 0) {
+            return false;
+        }
+        if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
+            s.socket = fd;
+            s.stream = type == SOCK_STREAM;
+            return true;
+        }
+        const int failure = errno;
         ::close(fd);
-        return false;
+        if (failure != EPROTOTYPE) {
+            return false;
+        }
     }
-    s.socket = fd;
-    return true;
+    return false;
 }
 
 // What the C library's syslog() puts in front of the message, with the program's short name as the tag.
@@ -113,7 +123,7 @@ void SystemLog::send(int priority, std::string_view line) {
         if (!connectLocked(s)) {
             return;
         }
-        if (::send(s.socket, datagram.data(), datagram.size(), MSG_NOSIGNAL) >= 0) {
+        if (::send(s.socket, datagram.data(), datagram.size() + (s.stream ? 1 : 0), MSG_NOSIGNAL) >= 0) {
             return;
         }
         if (errno == EMSGSIZE) {

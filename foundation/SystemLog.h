@@ -10,7 +10,8 @@ namespace bdx {
 // writer takes the socket's path as a setting, so that a host in a container (or a test) can hand the lines
 // to a socket of its own choosing and read them back.
 //
-// Safe from any thread; one datagram per line, so lines of different threads never mix.
+// Safe from any thread; one datagram per line, so lines of different threads never mix. A service that
+// listens on a stream socket gets each line ended by a NUL, as the C library sends it.
 class SystemLog {
   public:
     static constexpr const char* kDefaultSocketPath = "/dev/log";

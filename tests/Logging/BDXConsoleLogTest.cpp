@@ -7,6 +7,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <map>
@@ -60,8 +61,10 @@ TEST(ConsoleRing, KeepsTheNewest500LinesOldestFirst) {
         std::size_t kept;
         std::string first;
     };
-    for (const Case& c : {Case{1, 1, "line 0"}, Case{500, 500, "line 0"}, Case{501, 500, "line 1"},
-                          Case{1234, 500, "line 734"}}) {
+    // The single line comes last: after a full ring, it shows that clearing emptied it.
+    for (const Case& c : {Case{500, 500, "line 0"}, Case{501, 500, "line 1"}, Case{1234, 500, "line 734"},
+                          Case{1, 1, "line 0"}}) {
+        // Clearing is queued behind the lines before it, so each case starts from an empty ring.
         BDXInspector::clearConsoleLog();
         for (int index = 0; index < c.lines; ++index) {
             BDXInspector::BDXNSLog("line " + std::to_string(index), BDXLogLevelInfo);
@@ -87,16 +90,6 @@ TEST(ConsoleRing, StampsEachLineWithTheLogTimeOfItsAddition) {
     EXPECT_EQ(start, logs[0].timeEpoch());
     EXPECT_EQ(start + 2500, logs[1].timeEpoch());
     EXPECT_EQ((bdx::Value{{"message", "second"}, {"timestamp", start + 2500}}), logs[1].toDictionary());
-}
-
-TEST(ConsoleRing, ClearEmptiesTheRingAfterTheLinesBeforeIt) {
-    withoutSystemLog();
-    bdx::testing::ConsoleCapture capture;
-    BDXInspector::BDXNSLog("before", BDXLogLevelDefault);
-    BDXInspector::clearConsoleLog();
-    EXPECT_TRUE(BDXInspector::getConsoleLog().empty());
-    BDXInspector::BDXNSLog("after", BDXLogLevelDefault);
-    EXPECT_EQ(std::vector<std::string>{"after"}, messagesOf(BDXInspector::getConsoleLog()));
 }
 
 TEST(ConsoleRing, LinesFromEightThreadsAreAllKeptWholeAndInOrderPerThread) {
@@ -217,6 +210,45 @@ TEST(ConsoleSystemLog, AReaderOfTheSyslogSocketFindsEachLineAtItsPriority) {
     Console::removeSink(sink);
     EXPECT_TRUE(printed.empty()) << "with a system log, nothing goes to standard output";
     EXPECT_EQ(7u, BDXInspector::getConsoleLog().size()) << "the ring keeps the lines either way";
+}
+
+TEST(ConsoleSystemLog, AServiceOnAStreamSocketGetsEachLineEndedByANul) {
+    const std::string path = (bdx::Sandbox::current().root() / "stream.sock").string();
+    const int listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+    ASSERT_EQ(0, ::bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address));
+    ASSERT_EQ(0, ::listen(listener, 1));
+    bdx::SystemLog::setSocketPath(path);
+    BDXInspector::BDXNSLog("first", BDXLogLevelFatal);
+    BDXInspector::BDXNSLog("second", BDXLogLevelInfo);
+    pollfd wanted{listener, POLLIN, 0};
+    ASSERT_EQ(1, ::poll(&wanted, 1, 10000));
+    const int connection = ::accept(listener, nullptr, nullptr);
+    std::string received;
+    while (std::count(received.begin(), received.end(), '\0') < 2) {
+        pollfd readable{connection, POLLIN, 0};
+        char buffer[512];
+        ssize_t size = 0;
+        ASSERT_EQ(1, ::poll(&readable, 1, 10000));
+        ASSERT_GT(size = ::recv(connection, buffer, sizeof buffer, 0), 0);
+        received.append(buffer, static_cast<std::size_t>(size));
+    }
+    ::close(connection);
+    ::close(listener);
+    const std::regex form(R"(<(\d+)>[^\0]*\]: (first|second))");
+    std::vector<std::string> lines;
+    for (std::size_t start = 0, end; (end = received.find('\0', start)) != std::string::npos;
+         start = end + 1) {
+        std::smatch match;
+        const std::string line = received.substr(start, end - start);
+        ASSERT_TRUE(std::regex_match(line, match, form)) << line;
+        lines.push_back(match[1].str() + " " + match[2].str());
+    }
+    EXPECT_EQ((std::vector<std::string>{std::to_string(LOG_USER | LOG_CRIT) + " first",
+                                        std::to_string(LOG_USER | LOG_INFO) + " second"}),
+              lines);
 }
 
 TEST(ConsoleSystemLog, WithoutAServiceTheLineIsPrintedInstead) {

@@ -19,7 +19,7 @@
 #include "platform/net/HTTPCookieStorage.h"
 #include "testing/Collector.h"
 #include "testing/ConsoleCapture.h"
-#include "tests/Logging/LoggingStoreSupport.h"
+#include "tests/Logging/LoggingTestSupport.h"
 #include "tests/Logging/NetworkLogTestSupport.h"
 
 namespace {

@@ -17,7 +17,7 @@
 #include "persistence/BDXNetworkLog.h"
 #include "platform/net/URLError.h"
 #include "platform/store/ManagedObjectContext.h"
-#include "tests/Logging/LoggingStoreSupport.h"
+#include "tests/Logging/LoggingTestSupport.h"
 #include "tests/Logging/NetworkLogTestSupport.h"
 
 namespace {

@@ -1,8 +1,6 @@
 // What the host tells about its user: the free text, the persistent attributes, and the events of a run.
 
 #include <gtest/gtest.h>
-#include <spawn.h>
-#include <sys/wait.h>
 
 #include <cmath>
 #include <cstdlib>
@@ -23,9 +21,7 @@
 #include "foundation/SingletonReset.h"
 #include "testing/ConsoleCapture.h"
 #include "testing/DispatchTesting.h"
-#include "tests/Logging/LoggingStoreSupport.h"
-
-extern char** environ;
+#include "tests/Logging/LoggingTestSupport.h"
 
 namespace {
 
@@ -57,14 +53,9 @@ TEST(UserData, KeepsAtMost1000Characters) {
         auto logger = BDXUserDataLogger::sharedInstance();
         logger->setUserData(c.given);
         EXPECT_EQ(c.kept, logger->getUserData()) << c.given.size() << " bytes given";
+        logger->setUserData(std::nullopt);
+        EXPECT_EQ(c.kept, logger->getUserData()) << "nothing changes nothing";
     }
-}
-
-TEST(UserData, NothingLeavesTheTextAsItWas) {
-    auto logger = BDXUserDataLogger::sharedInstance();
-    logger->setUserData(std::string("kept"));
-    logger->setUserData(std::nullopt);
-    EXPECT_EQ("kept", logger->getUserData());
 }
 
 TEST(UserData, TheExtraTextGoesWithTheNextSnapshotOnly) {
@@ -141,30 +132,6 @@ TEST(UserDataRelaunchChild, WritesAttributesAndEvents) {
     bdx::testing::waitUntilIdle();
 }
 
-// Runs the child test above in a process of its own over this test's sandbox, and gives its exit status.
-int runFirstLaunch(const std::string& filter) {
-    const std::string sandbox = "BDX_RELAUNCH_SANDBOX=" + bdx::Sandbox::current().root().string();
-    std::vector<std::string> environment{sandbox};
-    for (char** entry = environ; *entry; ++entry) {
-        environment.emplace_back(*entry);
-    }
-    std::vector<char*> envp;
-    for (auto& entry : environment) {
-        envp.push_back(entry.data());
-    }
-    envp.push_back(nullptr);
-    std::string program = "/proc/self/exe";
-    std::string filterArgument = "--gtest_filter=" + filter;
-    char* argv[] = {program.data(), filterArgument.data(), nullptr};
-    pid_t child = 0;
-    if (::posix_spawn(&child, program.c_str(), nullptr, nullptr, argv, envp.data()) != 0) {
-        return -1;
-    }
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
 // Counts by name.
 std::map<std::string, std::int64_t> countsOf(const std::vector<BDXSurveyEventLog>& logs) {
     std::map<std::string, std::int64_t> counts;
@@ -182,7 +149,8 @@ std::map<std::string, std::int64_t> storedCounts() {
 }
 
 TEST(UserDataRelaunch, AttributesAndEventCountsSurviveARelaunchInAnotherProcess) {
-    ASSERT_EQ(0, runFirstLaunch("UserDataRelaunchChild.WritesAttributesAndEvents"));
+    ASSERT_EQ(0, bdx::testing::runProcess({"/proc/self/exe", "--gtest_filter=UserDataRelaunchChild.*"},
+                                          "BDX_RELAUNCH_SANDBOX=" + bdx::Sandbox::current().root().string()));
     auto attributes = BDXUserAttributesLogger::sharedInstance();
     EXPECT_EQ((bdx::Value{{"plan", "pro"}, {"seats", "7"}}), attributes->getUserAttributes());
     bdx::testing::openStore();
@@ -287,6 +255,7 @@ TEST(EventLoggerRun, The1001stEventRemovesTheOldestOfTheRun) {
     ASSERT_EQ(1000u, logs.size());
     EXPECT_EQ((bdx::Value{{"event", "e2"}, {"timestamp", 1002000.0}, {"params", {{"i", 2}}}}), logs.front());
     EXPECT_EQ("e1001", logs.back()["event"]);
+    logger->addEventLogWithName("queued before the clear", bdx::Value());
     logger->clearAllStateEventLogs();
     EXPECT_TRUE(logger->stateLogs().empty());
 }

@@ -1,10 +1,6 @@
 // The demo host sets user attributes and events; the service's /sessions payloads carry them.
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <nlohmann/json.hpp>
@@ -13,8 +9,7 @@
 
 #include "foundation/Sandbox.h"
 #include "testing/Collector.h"
-
-extern char** environ;
+#include "tests/Logging/LoggingTestSupport.h"
 
 namespace {
 
@@ -23,42 +18,12 @@ std::filesystem::path demoProgram() {
     return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "tools" / "demo" / "demo";
 }
 
-// Runs one launch of the demo against `baseURL` over `sandbox`; its exit status.
-int runDemo(const std::string& baseURL, const std::string& sandbox) {
-    std::vector<std::string> environment{"BRINDLEX_BASE_URL=" + baseURL};
-    for (char** entry = environ; *entry; ++entry) {
-        if (std::string(*entry).rfind("BRINDLEX_", 0) != 0) {
-            environment.emplace_back(*entry);
-        }
-    }
-    std::vector<char*> envp;
-    for (auto& entry : environment) {
-        envp.push_back(entry.data());
-    }
-    envp.push_back(nullptr);
-    std::string program = demoProgram().string();
-    std::string sandboxOption = "--sandbox";
-    std::string sandboxPath = sandbox;
-    char* argv[] = {program.data(), sandboxOption.data(), sandboxPath.data(), nullptr};
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-    pid_t child = 0;
-    const int spawned = ::posix_spawn(&child, program.c_str(), &actions, nullptr, argv, envp.data());
-    posix_spawn_file_actions_destroy(&actions);
-    if (spawned != 0) {
-        return -1;
-    }
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
 TEST(DemoUserData, SessionsPayloadsCarryTheAttributesAndEventsTheDemoSets) {
     ASSERT_TRUE(std::filesystem::exists(demoProgram())) << "build the demo target: " << demoProgram();
     bdx::testing::Collector collector;
     const std::string sandbox = (bdx::Sandbox::current().root() / "demo").string();
-    ASSERT_EQ(0, runDemo(collector.baseURL(), sandbox));
+    ASSERT_EQ(0, bdx::testing::runProcess({demoProgram().string(), "--sandbox", sandbox},
+                                          "BRINDLEX_BASE_URL=" + collector.baseURL()));
     ASSERT_TRUE(collector.waitForRequests(1));
 
     std::size_t payloads = 0;
