@@ -1,6 +1,7 @@
 #include "reports/BDXSnapshotManager.h"
 
 #include "Logging/BDXInspector.h"
+#include "Logging/BDXNetworkLogger.h"
 #include "core/BDXOperation.h"
 #include "core/BDXSingleton.h"
 #include "reports/BDXSnapshot.h"
@@ -17,7 +18,9 @@ std::shared_ptr<BDXSnapshotManager> BDXSnapshotManager::sharedInstance() {
 }
 
 BDXSnapshotManager::BDXSnapshotManager()
-    : sessionLogger_(std::make_shared<BDXSessionLogger>()), deviceState_(std::make_shared<BDXSnapshot>()) {}
+    : sessionLogger_(std::make_shared<BDXSessionLogger>()),
+      networkLogger_(BDXNetworkLogger::init()),
+      deviceState_(std::make_shared<BDXSnapshot>()) {}
 
 BDXSnapshotManager::~BDXSnapshotManager() = default;
 

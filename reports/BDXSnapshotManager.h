@@ -4,6 +4,7 @@
 #include <mutex>
 #include <string>
 
+class BDXNetworkLogger;
 class BDXOperation;
 class BDXSessionLogger;
 class BDXSnapshot;
@@ -30,11 +31,14 @@ class BDXSnapshotManager {
                                                                       bool shouldFetchVisualUserSteps);
 
     std::shared_ptr<BDXSessionLogger> sessionLogger() const { return sessionLogger_; }
+    // Loads and clears the network records of reports (each exchange is saved by a logger of its own).
+    std::shared_ptr<BDXNetworkLogger> networkLogger() const { return networkLogger_; }
 
     void resetUserData();
 
   private:
     const std::shared_ptr<BDXSessionLogger> sessionLogger_;
+    const std::shared_ptr<BDXNetworkLogger> networkLogger_;
     mutable std::mutex mutex_;
     std::shared_ptr<BDXSnapshot> deviceState_;
     std::shared_ptr<BDXOperation> initializationOperation_;

@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <mutex>
 
+#include "platform/net/HTTPCookieStorage.h"
+
 namespace bdx::net {
 
 namespace {
@@ -28,6 +30,10 @@ URLSessionConfiguration URLSessionConfiguration::backgroundSessionConfigurationW
     URLSessionConfiguration configuration;
     configuration.identifier_ = std::move(identifier);
     return configuration;
+}
+
+std::shared_ptr<HTTPCookieStorage> URLSessionConfiguration::cookieStorage() const {
+    return cookieStorage_ ? cookieStorage_ : HTTPCookieStorage::sharedHTTPCookieStorage();
 }
 
 void URLSessionConfiguration::setTimeoutIntervalForRequest(double seconds) {

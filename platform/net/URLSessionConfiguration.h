@@ -1,11 +1,14 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 
 #include "platform/net/URLRequest.h"
 
 namespace bdx::net {
+
+class HTTPCookieStorage;
 
 // How a session's tasks behave. A plain value, copied into the session when it is made.
 //
@@ -48,6 +51,15 @@ class URLSessionConfiguration {
     int HTTPMaximumConnectionsPerHost() const { return maximumConnectionsPerHost_; }
     void setHTTPMaximumConnectionsPerHost(int count);
 
+    // The cookie jar the session's transfers read the "Cookie" field from and store "Set-Cookie" fields in:
+    // the process's shared jar unless another was set. A request that sets its own "Cookie" field is sent
+    // with that alone.
+    std::shared_ptr<HTTPCookieStorage> cookieStorage() const;
+    void setCookieStorage(std::shared_ptr<HTTPCookieStorage> storage) { cookieStorage_ = std::move(storage); }
+    // False: the session neither sends nor stores cookies. True by default.
+    bool HTTPShouldSetCookies() const { return shouldSetCookies_; }
+    void setHTTPShouldSetCookies(bool should) { shouldSetCookies_ = should; }
+
     // A PEM file of certificate authorities trusted by this session's transfers in addition to the
     // system's. Empty: the process-wide default below.
     const std::string& trustedCertificateAuthorityFile() const { return caFile_; }
@@ -69,6 +81,8 @@ class URLSessionConfiguration {
     HTTPHeaderFields additionalHeaders_;
     int maximumConnectionsPerHost_ = DefaultHTTPMaximumConnectionsPerHost;
     std::string caFile_;
+    std::shared_ptr<HTTPCookieStorage> cookieStorage_;
+    bool shouldSetCookies_ = true;
 };
 
 }  // namespace bdx::net

@@ -46,6 +46,7 @@
 #include "sessions/BDXSessionManager.h"
 #include "transport/BDXServerManager.h"
 #include "transport/BDXServersQueue.h"
+#include "tools/demo/NetworkLogDemo.h"
 
 namespace {
 
@@ -357,6 +358,9 @@ int main(int argc, char** argv) {
         if (auto session = std::dynamic_pointer_cast<BDXSession>(model)) {
             say("               %s", describe(session).c_str());
         }
+    }
+    for (const auto& line : logOwnNetworkExchange(BDXDefaults::getInstance()->baseURL())) {
+        say("%s", line.c_str());
     }
     bdx::RunLoop::stopEmbeddedMainThread();
     return 0;

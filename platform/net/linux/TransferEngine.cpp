@@ -3,6 +3,7 @@
 #include <curl/curl.h>
 #include <fcntl.h>
 #include <pthread.h>
+#include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -21,6 +22,7 @@
 
 #include "foundation/DispatchQueue.h"
 #include "platform/PlatformLog.h"
+#include "platform/net/HTTPCookieStorage.h"
 #include "platform/net/URLError.h"
 #include "platform/net/URLSession.h"
 #include "platform/net/URLSessionTask.h"
@@ -124,6 +126,11 @@ struct TransferEngine::Transfer {
     HTTPHeaderFields fields;
     std::string lastField;
     std::shared_ptr<const URLResponse> lastResponse;
+    // The jar this transfer reads and fills (none when the session sets no cookies), and the
+    // "Set-Cookie" values of the response being parsed, each on its own: joined, the commas in their
+    // dates could not be told from the joins.
+    std::shared_ptr<HTTPCookieStorage> cookieStorage;
+    std::vector<std::string> setCookies;
     bool responsePublished = false;
     std::optional<Data> collected;  // for completion handlers
 
@@ -229,6 +236,7 @@ size_t TransferEngine::Impl::onHeader(char* buffer, size_t size, size_t count, v
             // The status line of a new response (an interim 1xx, a redirect, or the final one).
             transfer.fields.clear();
             transfer.lastField.clear();
+            transfer.setCookies.clear();
             const auto space = line.find(' ');
             transfer.httpVersion = std::string(line.substr(0, space));
             transfer.status = space == std::string_view::npos
@@ -240,6 +248,12 @@ size_t TransferEngine::Impl::onHeader(char* buffer, size_t size, size_t count, v
             }
             char* effective = nullptr;
             curl_easy_getinfo(transfer.easy, CURLINFO_EFFECTIVE_URL, &effective);
+            if (transfer.cookieStorage && !transfer.setCookies.empty()) {
+                // Every response of a redirect chain sets cookies for its own address.
+                transfer.cookieStorage->setCookiesFromSetCookieHeaders(transfer.setCookies,
+                                                                       effective ? effective : transfer.url);
+                transfer.setCookies.clear();
+            }
             auto response = std::make_shared<const HTTPURLResponse>(
                 effective ? effective : transfer.url, transfer.status, transfer.httpVersion, transfer.fields);
             transfer.lastResponse = response;
@@ -263,6 +277,9 @@ size_t TransferEngine::Impl::onHeader(char* buffer, size_t size, size_t count, v
             }
             while (!value.empty() && (value.back() == ' ' || value.back() == '\t')) {
                 value.remove_suffix(1);
+            }
+            if (::strcasecmp(name.c_str(), "Set-Cookie") == 0) {
+                transfer.setCookies.emplace_back(value);
             }
             auto existing = transfer.fields.find(name);
             if (existing == transfer.fields.end()) {
@@ -383,6 +400,17 @@ std::optional<Error> TransferEngine::Impl::configure(Transfer& transfer) {
     for (const auto& [name, value] : configuration.HTTPAdditionalHeaders()) {
         if (!current.valueForHTTPHeaderField(name)) {
             current.setValueForHTTPHeaderField(value, name);
+        }
+    }
+
+    // Cookies from the jar, unless the request brings its own.
+    if (configuration.HTTPShouldSetCookies()) {
+        transfer.cookieStorage = configuration.cookieStorage();
+        if (!current.valueForHTTPHeaderField("Cookie")) {
+            for (const auto& [name, value] : HTTPCookieStorage::requestHeaderFieldsWithCookies(
+                     transfer.cookieStorage->cookiesForURL(request.URL()))) {
+                current.setValueForHTTPHeaderField(value, name);
+            }
         }
     }
 
