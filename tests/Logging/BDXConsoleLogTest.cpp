@@ -1,5 +1,3 @@
-// The host's console lines: the ring of the last 500, the printed form, and the system log.
-
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>

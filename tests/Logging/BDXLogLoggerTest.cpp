@@ -1,6 +1,3 @@
-// The host's log lines in the object store: records, the feature gate, the newest 1000 of the session,
-// the purge arithmetic, old sessions cleared when the store opens, and the double answer of a failed read.
-
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 

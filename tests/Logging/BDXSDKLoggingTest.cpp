@@ -1,5 +1,3 @@
-// The SDK's own diagnostics: level names, the levelled print, and the internal log that keeps errors.
-
 #include <gtest/gtest.h>
 
 #include <string>

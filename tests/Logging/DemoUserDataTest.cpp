@@ -1,5 +1,3 @@
-// The demo host sets user attributes and events; the service's /sessions payloads carry them.
-
 #include <gtest/gtest.h>
 
 #include <filesystem>

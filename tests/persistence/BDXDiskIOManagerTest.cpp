@@ -16,6 +16,7 @@
 #include "Logging/BDXSDKDebugInfoLogger.h"
 #include "foundation/DispatchQueue.h"
 #include "testing/ConsoleCapture.h"
+#include "testing/FileContents.h"
 #include "testing/SandboxTest.h"
 
 namespace fs = std::filesystem;
@@ -69,9 +70,7 @@ TEST_F(DiskIO, QueuedWriteIsSeenByTheNextReadAndCompletesOnTheDiskQueue) {
 TEST_F(DiskIO, ForceWriteIsOnDiskOnReturnAndAMissingFileReadsAsNothing) {
     auto io = BDXDiskIOManager::getInstance();
     io->forceWriteData(bytes("crash record"), path("forced.txt"));
-    std::ifstream in(path("forced.txt"));
-    EXPECT_EQ("crash record",
-              std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()));
+    EXPECT_EQ("crash record", bdx::testing::readFile(path("forced.txt")));
     // Failure is silent, and no directory is made.
     io->forceWriteData(bytes("x"), path("gone/forced.txt"));
     EXPECT_FALSE(fs::exists(path("gone")));

@@ -2,8 +2,6 @@
 #include <nlohmann/json.hpp>
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <regex>
 #include <string>
 #include <vector>
@@ -13,6 +11,7 @@
 #include "foundation/NotificationCenter.h"
 #include "foundation/StringWithFormat.h"
 #include "platform/host/Info.h"
+#include "testing/FileContents.h"
 #include "tests/sessions/SessionTestSupport.h"
 
 namespace {
@@ -144,9 +143,8 @@ TEST_F(SessionLifecycle, PayloadHasEveryKeyWithItsTypeCompactAndCompressed) {
     EXPECT_EQ(order, sentOrder) << "keys in the order built, and no others";
 
     const std::string folder = request["folder"];
-    std::ifstream body(folder + "/body.bin", std::ios::binary);
-    const std::string text((std::istreambuf_iterator<char>(body)), std::istreambuf_iterator<char>());
-    EXPECT_EQ(payload.dump(), text) << "compact JSON: no blank outside the strings";
+    EXPECT_EQ(payload.dump(), bdx::testing::readFile(folder + "/body.bin"))
+        << "compact JSON: no blank outside the strings";
     if (std::system("command -v gzip >/dev/null 2>&1") == 0) {
         EXPECT_EQ(0, std::system(("gzip -t '" + folder + "/body.raw'").c_str())) << "one whole gzip stream";
     }

@@ -129,22 +129,6 @@ TEST_F(ContextTest, PredicatesSortsAndLimitsAnswerAlikeFromFileAndFromUnsavedObj
     EXPECT_EQ(root->executeFetchRequest(FetchRequest("BrindlexLog")).size(), 5u);
 }
 
-TEST_F(ContextTest, ALimitSeesRowsAChildChangedAboveTheFile) {
-    auto root = rootContext(openStore(storePath()));
-    for (int i = 1; i <= 4; ++i)
-        insertLog(*root, "m" + std::to_string(i), "s", i * 10);
-    ASSERT_TRUE(root->save());
-    auto child = childOf(root);
-    FetchRequest newest("BrindlexLog");
-    newest.sortDescriptors = {{"date", false}};
-    newest.fetchLimit = 2;
-    // The newest saved row is deleted and an older one made newest: the limit applies after both.
-    auto saved = child->executeFetchRequest(newest);
-    child->deleteObject(saved[0]);
-    child->executeFetchRequest(allLogs()).front()->setDate("date", Date(35));
-    EXPECT_EQ(strings(*child, newest, "message"), (std::vector<std::string>{"m1", "m3"}));
-}
-
 TEST_F(ContextTest, ChangesMadeBeforeTheStoreIsAddedWaitForItAndKeepTheFilesRows) {
     {
         auto root = rootContext(openStore(storePath()));

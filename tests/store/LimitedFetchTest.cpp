@@ -46,6 +46,12 @@ TEST_F(LimitedFetchTest, NewestRowsStayRightWhenChangesAboveTheFileDisplaceTheSa
              insertLog(grandchild, "new", "s", 100);
          },
          {"new", "m4"}},
+        {"the newest deleted and an older one moved between the saved",
+         [](ManagedObjectContext& child, ManagedObjectContext&) {
+             child.deleteObject(find(child, "m6"));
+             find(child, "m1")->setDate("date", Date(55));
+         },
+         {"m1", "m5"}},
     };
     auto root = rootContext(openStore(storePath()));
     for (int i = 1; i <= 6; ++i)

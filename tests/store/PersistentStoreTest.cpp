@@ -1,8 +1,3 @@
-#include <fcntl.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <filesystem>
 #include <fstream>
 #include <limits>
@@ -268,44 +263,6 @@ TEST_F(PersistentStoreTest, DestroyRemovesTheFileAndItsWriteAheadCompanions) {
     EXPECT_TRUE(PersistentStoreCoordinator::destroyPersistentStoreAtURL(storePath(), &error));
     for (const char* suffix : {"", "-wal", "-shm"})
         EXPECT_FALSE(fs::exists(storePath() + suffix)) << suffix;
-}
-
-TEST_F(PersistentStoreTest, AKilledWriterLeavesAStoreHoldingEverySaveThatReturned) {
-    int acks[2];
-    ASSERT_EQ(pipe(acks), 0);
-    pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        close(acks[0]);
-        auto context = rootContext(openStore(storePath()));
-        for (std::uint32_t i = 0;; ++i) {
-            insertLog(*context, std::to_string(i), "s", i);
-            if (!context->save())
-                _exit(2);
-            if (write(acks[1], &i, sizeof i) != sizeof i)
-                _exit(3);
-        }
-    }
-    close(acks[1]);
-    // Kill the writer in the middle of its stream, after some saves have returned.
-    std::uint32_t last = 0;
-    for (int seen = 0; seen < 40; ++seen)
-        ASSERT_EQ(read(acks[0], &last, sizeof last), static_cast<ssize_t>(sizeof last));
-    ASSERT_EQ(kill(child, SIGKILL), 0);
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFSIGNALED(status));
-    std::uint32_t value;
-    while (read(acks[0], &value, sizeof value) == static_cast<ssize_t>(sizeof value))
-        last = value;
-    close(acks[0]);
-
-    auto context = rootContext(openStore(storePath()));
-    std::set<std::string> stored;
-    for (const auto& log : context->executeFetchRequest(FetchRequest("BrindlexLog")))
-        stored.insert(*log->stringForKey("message"));
-    for (std::uint32_t i = 0; i <= last; ++i)
-        EXPECT_TRUE(stored.count(std::to_string(i))) << "save " << i << " lost";
 }
 
 }  // namespace
