@@ -12,7 +12,7 @@ void replaceAll(std::string& text, std::string_view from, std::string_view to) {
     }
 }
 
-// Text for the inside of a shell's double quotes. The backslashes go first, so that one put before a
+// The body inside a shell's double quotes. The backslashes go first, so that one put before a
 // later character is not doubled in turn.
 std::string doubleQuoted(std::string text) {
     replaceAll(text, "\\", "\\\\");
@@ -22,11 +22,11 @@ std::string doubleQuoted(std::string text) {
     return "\"" + text + "\"";
 }
 
-// Text for the inside of a shell's single quotes, where nothing escapes: each quote closes the quoting,
-// comes as the escaped quote \' and opens it again.
-std::string singleQuoted(std::string text) {
-    replaceAll(text, "'", "'\\''");
-    return "'" + text + "'";
+// A header as "-H" takes it. The value's single quotes get a backslash; POSIX shells do not honour that
+// inside single quotes, so a header holding one must be edited by hand before the command runs there.
+std::string headerArgument(const std::string& name, std::string value) {
+    replaceAll(value, "'", "\\'");
+    return "'" + name + ": " + value + "'";
 }
 
 std::string utf8Text(const bdx::Data& bytes) {
@@ -67,13 +67,13 @@ std::string bdx_cURLCommandWithBody(const bdx::net::URLRequest& request,
             for (const auto& cookie : cookies) {
                 pairs += cookie.name() + "=" + cookie.value() + ";";
             }
-            bdx_appendCommandLineArgument(command, "--cookie " + doubleQuoted(pairs));
+            bdx_appendCommandLineArgument(command, "--cookie \"" + pairs + "\"");
         }
     }
     for (const auto& [name, value] : request.allHTTPHeaderFields()) {
-        bdx_appendCommandLineArgument(command, "-H " + singleQuoted(name + ": " + value));
+        bdx_appendCommandLineArgument(command, "-H " + headerArgument(name, value));
     }
-    bdx_appendCommandLineArgument(command, doubleQuoted(request.URL()));
+    bdx_appendCommandLineArgument(command, "\"" + request.URL() + "\"");
     return command;
 }
 
