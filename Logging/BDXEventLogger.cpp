@@ -40,9 +40,10 @@ void BDXEventLogger::destroy() {
 }
 
 const std::shared_ptr<bdx::DispatchQueue>& BDXEventLogger::eventsQueue() {
-    static const std::shared_ptr<bdx::DispatchQueue> queue =
-        bdx::DispatchQueue::create("com.bdx.eventLogsQueue", bdx::DispatchQueue::Attribute::Serial);
-    return queue;
+    // Never destroyed: a worker may still use it while the process exits.
+    static const auto* const queue = new std::shared_ptr<bdx::DispatchQueue>(
+        bdx::DispatchQueue::create("com.bdx.eventLogsQueue", bdx::DispatchQueue::Attribute::Serial));
+    return *queue;
 }
 
 std::shared_ptr<BDXCountLimitedArray<BDXStateEventLog>> BDXEventLogger::stateEventLogs() const {

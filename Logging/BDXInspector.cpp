@@ -264,9 +264,10 @@ int BDXInspector::syslogPriorityFromBDXLogLevel(std::int64_t level) {
 }
 
 std::shared_ptr<bdx::DispatchQueue> BDXInspector::inspectorQueue() {
-    static const std::shared_ptr<bdx::DispatchQueue> queue =
-        bdx::DispatchQueue::create("com.bdx.inspectorQueue", bdx::DispatchQueue::Attribute::Serial);
-    return queue;
+    // Never destroyed: a worker may still use it while the process exits.
+    static const auto* const queue = new std::shared_ptr<bdx::DispatchQueue>(
+        bdx::DispatchQueue::create("com.bdx.inspectorQueue", bdx::DispatchQueue::Attribute::Serial));
+    return *queue;
 }
 
 std::string BDXInspector::getUUID() {

@@ -36,9 +36,10 @@ void BDXUserAttributesLogger::destroy() {
 }
 
 const std::shared_ptr<bdx::DispatchQueue>& BDXUserAttributesLogger::queue() {
-    static const std::shared_ptr<bdx::DispatchQueue> queue =
-        bdx::DispatchQueue::create("com.bdx.userAttributesLogsQueue", bdx::DispatchQueue::Attribute::Serial);
-    return queue;
+    // Never destroyed: a worker may still use it while the process exits.
+    static const auto* const queue = new std::shared_ptr<bdx::DispatchQueue>(
+        bdx::DispatchQueue::create("com.bdx.userAttributesLogsQueue", bdx::DispatchQueue::Attribute::Serial));
+    return *queue;
 }
 
 void BDXUserAttributesLogger::setUserAttribute(const std::string& value, const std::string& withKey) {

@@ -6,9 +6,10 @@
 #include "transport/BDXBaseRequest.h"
 
 const std::shared_ptr<bdx::DispatchQueue>& BDXServersQueue::serversQueue() {
-    static const std::shared_ptr<bdx::DispatchQueue> queue =
-        bdx::DispatchQueue::create("com.BDX.ServersQueue", bdx::DispatchQueue::Attribute::Serial);
-    return queue;
+    // Never destroyed: a worker may still use it while the process exits.
+    static const auto* const queue = new std::shared_ptr<bdx::DispatchQueue>(
+        bdx::DispatchQueue::create("com.BDX.ServersQueue", bdx::DispatchQueue::Attribute::Serial));
+    return *queue;
 }
 
 std::shared_ptr<BDXBaseRequest> BDXServersQueue::pushServer(const std::shared_ptr<BDXBaseRequest>& request) {

@@ -38,9 +38,10 @@ std::shared_ptr<URLSession> URLSession::sessionWithConfiguration(
 }
 
 std::shared_ptr<URLSession> URLSession::sharedSession() {
-    static const std::shared_ptr<URLSession> session(
+    // Never destroyed: the transfer thread may still report to it while the process exits.
+    static const auto* const session = new std::shared_ptr<URLSession>(
         new URLSession(URLSessionConfiguration::defaultSessionConfiguration(), {}, nullptr, true));
-    return session;
+    return *session;
 }
 
 template <class Task>
