@@ -5,6 +5,7 @@
 
 #include "Logging/BDXInspector.h"
 #include "Logging/BDXSDKDebugInfoLogger.h"
+#include "Logging/BDXSessionLogReads.h"
 #include "core/BDXDefaults.h"
 #include "core/BDXFeatures.h"
 #include "foundation/Once.h"
@@ -17,41 +18,6 @@
 
 using bdx::store::FetchRequest;
 using bdx::store::ManagedObjectContext;
-
-namespace {
-
-// The rows of a fetch as log lines; what is not a line counts as nothing.
-std::vector<std::shared_ptr<BDXLog>> logsOf(
-    const std::vector<std::shared_ptr<bdx::store::ManagedObject>>& rows) {
-    std::vector<std::shared_ptr<BDXLog>> logs;
-    logs.reserve(rows.size());
-    for (const auto& row : rows) {
-        if (auto log = std::dynamic_pointer_cast<BDXLog>(row)) {
-            logs.push_back(std::move(log));
-        }
-    }
-    return logs;
-}
-
-// The newest lines of this session, oldest first, as dictionaries; nothing when the fetch fails.
-std::optional<bdx::Value> newestLogsOfThisSession(const std::shared_ptr<ManagedObjectContext>& context) {
-    bdx::Error error;
-    auto rows = context->executeFetchRequest(
-        BDXLog::logsFetchRequestWithMaxCount(BDXLogLogger::kMaximumLogsCount, BDXInspector::sessionUUID()),
-        &error);
-    if (!error.domain().empty()) {
-        return std::nullopt;
-    }
-    bdx::Value logs = bdx::Value::array();
-    auto lines = logsOf(rows);
-    std::reverse(lines.begin(), lines.end());
-    for (const auto& line : lines) {
-        logs.push_back(line->toDictionary());
-    }
-    return logs;
-}
-
-}  // namespace
 
 std::shared_ptr<BDXLogLogger> BDXLogLogger::init() {
     auto logger = std::make_shared<BDXLogLogger>();
@@ -130,37 +96,19 @@ void BDXLogLogger::addLog(const std::string& message, const std::string& level, 
 bdx::Value BDXLogLogger::loadLogsSynchronously() {
     bdx::Value logs = bdx::Value::array();
     dataLayerService()->readSync([&logs](const std::shared_ptr<ManagedObjectContext>& context) {
-        logs = newestLogsOfThisSession(context).value_or(bdx::Value::array());
+        logs =
+            bdx_newestRecordsOfThisSession<BDXLog>(context, kMaximumLogsCount).value_or(bdx::Value::array());
     });
     return logs;
 }
 
 void BDXLogLogger::loadLogsAsynchronouslyWithCompletionHandler(SnapshotHandler handler) {
-    dataLayerService()->readASync(
-        [handler](const std::shared_ptr<ManagedObjectContext>& context) {
-            std::optional<bdx::Value> loaded = newestLogsOfThisSession(context);
-            if (!loaded && handler) {
-                // A failed read answers at once with nothing, and then goes on to answer again.
-                handler(bdx::Value::array());
-            }
-            const bdx::Value logs = loaded.value_or(bdx::Value::array());
-            BDXSDKLogVerbose("BDXLogs loaded: %@", logs.dump());
-            if (handler) {
-                handler(logs);
-            }
-        },
-        nullptr);
+    bdx_readRecordsOfThisSessionAsync<BDXLog>(*dataLayerService(), kMaximumLogsCount, "BDXLogs loaded: %@",
+                                              std::move(handler));
 }
 
 void BDXLogLogger::loadSnapshotSynchronously(bool synchronously, SnapshotHandler withCompletionHandler) {
-    if (!synchronously) {
-        loadLogsAsynchronouslyWithCompletionHandler(std::move(withCompletionHandler));
-        return;
-    }
-    const bdx::Value logs = loadLogsSynchronously();
-    if (withCompletionHandler) {
-        withCompletionHandler(logs);
-    }
+    bdx_answerSnapshot(*this, synchronously, std::move(withCompletionHandler));
 }
 
 void BDXLogLogger::purgeIfNeeded() {

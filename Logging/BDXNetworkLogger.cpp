@@ -9,6 +9,7 @@
 #include "Logging/BDXNetworkLogCURLCommand.h"
 #include "Logging/BDXNetworkLogCategories.h"
 #include "Logging/BDXSDKDebugInfoLogger.h"
+#include "Logging/BDXSessionLogReads.h"
 #include "foundation/Singleton.h"
 #include "persistence/BDXCoreDataPersistenceManager.h"
 #include "persistence/BDXDALService.h"
@@ -36,26 +37,6 @@ struct NetworkLoggerState {
 std::shared_ptr<NetworkLoggerState> sharedState() {
     return bdx::Singleton<NetworkLoggerState, BDXNetworkLogger>::holder().get(
         [] { return std::make_shared<NetworkLoggerState>(); });
-}
-
-// The newest records of this session, oldest first, as dictionaries; nothing when the fetch fails.
-std::optional<bdx::Value> newestLogsOfThisSession(const std::shared_ptr<ManagedObjectContext>& context) {
-    bdx::Error error;
-    auto rows =
-        context->executeFetchRequest(BDXNetworkLog::logsFetchRequestWithMaxCount(
-                                         BDXNetworkLogger::kMaximumLogsCount, BDXInspector::sessionUUID()),
-                                     &error);
-    if (!error.isEmpty()) {
-        return std::nullopt;
-    }
-    std::reverse(rows.begin(), rows.end());
-    bdx::Value logs = bdx::Value::array();
-    for (const auto& row : rows) {
-        if (auto log = std::dynamic_pointer_cast<BDXNetworkLog>(row)) {
-            logs.push_back(log->toDictionary());
-        }
-    }
-    return logs;
 }
 
 // What the user response handler completed with. Shared with the completion, which may be kept and called
@@ -315,39 +296,20 @@ bdx::Value BDXNetworkLogger::loadLogsSynchronously() {
     if (!context) {
         return logs;
     }
-    context->performBlockAndWait(
-        [&logs, &context] { logs = newestLogsOfThisSession(context).value_or(bdx::Value::array()); });
+    context->performBlockAndWait([&logs, &context] {
+        logs = bdx_newestRecordsOfThisSession<BDXNetworkLog>(context, kMaximumLogsCount)
+                   .value_or(bdx::Value::array());
+    });
     return logs;
 }
 
 void BDXNetworkLogger::loadLogsAsynchronouslyWithCompletionHandler(SnapshotHandler handler) {
-    dataLayerService()->readASync(
-        [handler](const std::shared_ptr<ManagedObjectContext>& context) {
-            std::optional<bdx::Value> loaded = newestLogsOfThisSession(context);
-            if (!loaded && handler) {
-                // A failed read answers at once with nothing, and then goes on to answer again.
-                handler(bdx::Value::array());
-            }
-            const bdx::Value logs = loaded.value_or(bdx::Value::array());
-            if (bdx_sdk_log_detail::levelAllows(0)) {
-                BDXSDKLogVerbose("BDXNetworkLogs loaded: %@", logs.dump());
-            }
-            if (handler) {
-                handler(logs);
-            }
-        },
-        nullptr);
+    bdx_readRecordsOfThisSessionAsync<BDXNetworkLog>(*dataLayerService(), kMaximumLogsCount,
+                                                     "BDXNetworkLogs loaded: %@", std::move(handler));
 }
 
 void BDXNetworkLogger::loadSnapshotSynchronously(bool synchronously, SnapshotHandler withCompletionHandler) {
-    if (!synchronously) {
-        loadLogsAsynchronouslyWithCompletionHandler(std::move(withCompletionHandler));
-        return;
-    }
-    const bdx::Value logs = loadLogsSynchronously();
-    if (withCompletionHandler) {
-        withCompletionHandler(logs);
-    }
+    bdx_answerSnapshot(*this, synchronously, std::move(withCompletionHandler));
 }
 
 void BDXNetworkLogger::purgeIfNeeded() {
