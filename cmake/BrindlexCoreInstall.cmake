@@ -11,6 +11,8 @@ option(BDX_INSTALL_TESTING
 
 # ---------------------------------------------------------------------------------------------------
 # The headers a host includes. Everything else is the library's own business and stays in the tree.
+# Each opens with the line "// Public header: installed with the library for hosts to include."; the
+# package test refuses an installed header without it and a header with it that is not listed here.
 # An installed header may include only installed headers; the install test walks them to prove it.
 set(BDX_PUBLIC_HEADERS
     # The library, its settings, its data store and the user

@@ -1,3 +1,4 @@
+// Public header: installed with the library for hosts to include.
 #pragma once
 
 #include <atomic>

@@ -1,3 +1,4 @@
+// Public header: installed with the library for hosts to include.
 #pragma once
 
 // The dictionary/array/number/string type of records, payloads and settings. Key order is insertion

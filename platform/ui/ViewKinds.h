@@ -1,3 +1,4 @@
+// Public header: installed with the library for hosts to include.
 #pragma once
 
 // Every kind of view of the model, for code that works with all of them.

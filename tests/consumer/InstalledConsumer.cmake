@@ -62,6 +62,43 @@ if(BDX_STEP STREQUAL "install")
     message(FATAL_ERROR "installed headers need headers that were not installed:\n  ${missing}")
   endif()
 
+  # A reader of the tree sees what hosts may include from the header itself: its first comment line
+  # says it is installed. Both directions are held, so the list in the install rules and the marks in
+  # the headers cannot drift apart.
+  set(marker "// Public header: installed with the library for hosts to include.")
+  get_filename_component(source_root ${BDX_CONSUMER_SOURCE_DIR}/../.. ABSOLUTE)
+  function(first_comment_line path out)
+    file(STRINGS ${path} comments REGEX "^[ \t]*//" LIMIT_COUNT 1)
+    set(${out} "${comments}" PARENT_SCOPE)
+  endfunction()
+  set(unmarked)
+  foreach(header IN LISTS headers)
+    if(header MATCHES "^testing/")
+      continue()
+    endif()
+    first_comment_line(${include_root}/${header} first)
+    if(NOT first STREQUAL marker)
+      list(APPEND unmarked "${header}")
+    endif()
+  endforeach()
+  set(not_installed)
+  foreach(folder foundation platform core sessions transport persistence Logging profiler reports capture
+                 recording annotation presentation archives)
+    file(GLOB_RECURSE tree_headers RELATIVE ${source_root} ${source_root}/${folder}/*.h)
+    foreach(header IN LISTS tree_headers)
+      first_comment_line(${source_root}/${header} first)
+      if(first STREQUAL marker AND NOT EXISTS ${include_root}/${header})
+        list(APPEND not_installed "${header}")
+      endif()
+    endforeach()
+  endforeach()
+  if(unmarked OR not_installed)
+    list(JOIN unmarked "\n  " unmarked)
+    list(JOIN not_installed "\n  " not_installed)
+    message(FATAL_ERROR "installed headers must open with the line\n  ${marker}\n"
+                        "installed without it:\n  ${unmarked}\nmarked but not installed:\n  ${not_installed}")
+  endif()
+
   # Only the library, its headers and its two package descriptions are installed: no test, benchmark
   # or tool, and the testing kit only when asked for.
   file(GLOB_RECURSE installed RELATIVE ${prefix} ${prefix}/*)
